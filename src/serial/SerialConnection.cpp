@@ -1,0 +1,154 @@
+#include "serial/SerialConnection.h"
+
+#include <fcntl.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+
+#include "util/Timing.h"
+
+namespace QVT {
+
+namespace {
+
+constexpr std::size_t kMaxChunk = 4096;
+
+termios RawSettings(const termios& saved) {
+  termios raw = saved;  // keeps the line discipline, control characters and speeds
+  raw.c_iflag = IGNPAR;
+  raw.c_oflag = 0;
+  raw.c_cflag = B921600 | CS8 | CREAD | CLOCAL;
+  raw.c_lflag = 0;
+  raw.c_cc[VMIN] = 0;
+  raw.c_cc[VTIME] = 0;
+  return raw;
+}
+
+}  // namespace
+
+void SerialConnection::Init() {
+  openTime = 0.0;
+  fd = 0;
+  simulatedInput = nullptr;
+  savedSettings = std::make_unique<termios>();
+}
+
+void SerialConnection::Fail(const char* what) {
+  ::close(fd);
+  fd = 0;
+  throw std::string(what) + " \"" + name + "\"";
+}
+
+void SerialConnection::Open(const std::string& spec) {
+  const std::string device = spec.substr(0, spec.find(':'));
+  if (fd != 0) throw "Serial port " + name + " must be closed before it can be re-opened.";
+  name = device;
+  if (name.empty()) return;
+  if (simulatedInput != nullptr) {
+    if (openTime == 0.0) openTime = Timing::MonotonicSeconds();
+    return;
+  }
+  if (!savedSettings) Init();
+
+  fd = ::open(name.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK);
+  if (fd <= 0) {
+    // A descriptor of 0 would be taken for "closed": never keep it.
+    if (fd == 0) ::close(fd);
+    fd = 0;
+    throw "Failed to open COM port \"" + name + "\"";
+  }
+  if (tcgetattr(fd, savedSettings.get()) != 0) Fail("Failed to read settings from COM port");
+  const termios raw = RawSettings(*savedSettings);
+  if (tcsetattr(fd, TCSANOW, &raw) != 0) Fail("Failed to update settings for COM port");
+
+  int status = 0;
+  if (ioctl(fd, TIOCMGET, &status) != 0) Fail("Failed to query status from COM port");
+  status |= TIOCM_DTR | TIOCM_RTS;
+  if (ioctl(fd, TIOCMSET, &status) != 0) Fail("Failed to update status for COM port");
+
+  openTime = Timing::MonotonicSeconds();
+}
+
+void SerialConnection::Close() {
+  if (fd == 0) return;
+  int status = 0;
+  if (ioctl(fd, TIOCMGET, &status) == 0) {
+    status &= ~(TIOCM_DTR | TIOCM_RTS);
+    ioctl(fd, TIOCMSET, &status);
+  }
+  ::close(fd);
+  // After the close on purpose: the device keeps the settings Open gave it.
+  if (savedSettings) tcsetattr(fd, TCSANOW, savedSettings.get());
+  fd = 0;
+}
+
+void SerialConnection::CleanUp() {
+  Close();
+  openTime = 0.0;
+  simulatedInput = nullptr;
+  savedSettings.reset();
+}
+
+int SerialConnection::Send(const void* bytes, std::size_t n) {
+  if (fd == 0) return 0;
+  if (simulatedInput != nullptr) return static_cast<int>(n);
+  const ssize_t written = ::write(fd, bytes, n);
+  if (written < 0) return -errno;
+  return static_cast<int>(written);
+}
+
+int SerialConnection::SendBounded(const void* bytes, std::size_t n, double /*timeLimit*/) {
+  return Send(bytes, n);
+}
+
+int SerialConnection::Receive(void* buffer, std::size_t n, double timeout) {
+  if (fd == 0 && simulatedInput == nullptr) return 0;
+  auto* out = static_cast<std::uint8_t*>(buffer);
+  double deadline = Elapsed() + timeout;
+  std::size_t got = 0;
+  for (;;) {
+    const std::size_t chunk = std::min(n - got, kMaxChunk);
+    std::size_t r = 0;
+    if (ByteQueue* queue = simulatedInput) {
+      while (r < chunk && !queue->empty()) {
+        out[got + r++] = queue->front();
+        queue->pop_front();
+      }
+    } else {
+      // A failed read (a hung-up device, say) counts as no bytes: the caller
+      // sees the silence as a time-out.
+      const ssize_t result = ::read(fd, out + got, chunk);
+      r = result > 0 ? static_cast<std::size_t>(result) : 0;
+    }
+    got += r;
+    if (got >= n) return static_cast<int>(got);
+
+    if (timeout == 0.0) {
+      if (r == 0) return static_cast<int>(got);
+    } else if (timeout > 0.0) {
+      if (r != 0) {
+        deadline = Elapsed() + timeout;  // silence is counted from the last byte
+      } else if (deadline < Elapsed()) {
+        return static_cast<int>(got);
+      } else {
+        Timing::Sleep(0.001);
+      }
+    } else if (r == 0) {
+      Timing::Sleep(0.001);
+    }
+  }
+}
+
+double SerialConnection::Elapsed() const { return Timing::MonotonicSeconds() - openTime; }
+
+std::string ReadEnvironmentVariable(const std::string& variable) {
+  const char* value = std::getenv(variable.c_str());
+  return value ? value : "";
+}
+
+std::string DefaultPort() { return ReadEnvironmentVariable("QVTSerialPort"); }
+
+}  // namespace QVT

@@ -1,0 +1,78 @@
+// The byte pipe to one headset: a serial device opened raw at 921600 baud
+// with DTR and RTS raised, or a simulated input queue standing in for one.
+// It knows nothing of packets, and has no lock of its own.
+#pragma once
+
+#include <termios.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <memory>
+#include <string>
+
+namespace QVT {
+
+class SerialConnection {
+ public:
+  using ByteQueue = std::deque<std::uint8_t>;
+
+  SerialConnection() { Init(); }
+  ~SerialConnection() { CleanUp(); }
+  SerialConnection(const SerialConnection&) = delete;
+  SerialConnection& operator=(const SerialConnection&) = delete;
+
+  // Back to closed with no queue attached.
+  void Init();
+
+  // Opens the device named by spec up to its first ":". An empty name leaves
+  // the connection closed; with a simulated queue attached no device is
+  // opened. Throws a string naming the device when a step fails, after
+  // closing what it opened.
+  void Open(const std::string& spec);
+
+  // Lowers DTR and RTS and closes the device; never throws.
+  void Close();
+
+  // Close, forget the queue (without freeing it) and the saved settings.
+  void CleanUp();
+
+  // One write; the count written, 0 when closed, n when a queue is attached,
+  // or minus errno on failure. Short writes are not retried.
+  int Send(const void* bytes, std::size_t n);
+
+  // As Send; the time limit is accepted but not used.
+  int SendBounded(const void* bytes, std::size_t n, double timeLimit);
+
+  // Reads up to n bytes. A positive timeout ends the call after that much
+  // silence counted from the last byte received; 0.0 returns what is waiting;
+  // a negative one waits for all n bytes.
+  int Receive(void* buffer, std::size_t n, double timeout);
+
+  // Seconds since the port was opened.
+  double Elapsed() const;
+
+  void AttachSimulatedInput(ByteQueue* queue) { simulatedInput = queue; }
+  ByteQueue* SimulatedInput() const { return simulatedInput; }
+  const std::string& Name() const { return name; }
+  bool IsOpen() const { return fd != 0; }
+  int Descriptor() const { return fd; }
+  double OpenTime() const { return openTime; }
+
+ private:
+  void Fail(const char* what);
+
+  std::string name;
+  double openTime = 0.0;
+  int fd = 0;
+  std::unique_ptr<termios> savedSettings;
+  ByteQueue* simulatedInput = nullptr;
+};
+
+// The value of an environment variable, or "" when it is not set.
+std::string ReadEnvironmentVariable(const std::string& variable);
+
+// The serial port from "QVTSerialPort"; empty when none is configured.
+std::string DefaultPort();
+
+}  // namespace QVT
