@@ -6,6 +6,8 @@
 #include <sstream>
 #include <string>
 
+#include "protocol/WireRecords.h"
+
 namespace QVT {
 
 void SanityCheck() {
@@ -14,6 +16,7 @@ void SanityCheck() {
     problems << "wire records are read in place, which needs a little-endian host\n";
   if (sizeof(int) != 4) problems << "int is " << sizeof(int) << " bytes, expected 4\n";
   if (!std::numeric_limits<double>::is_iec559) problems << "double is not an IEEE 754 binary64\n";
+  CheckWireRecords(problems);
   const std::string text = problems.str();
   if (!text.empty()) throw text;
 }
