@@ -1,8 +1,9 @@
 # Thin wrapper around CMake and CTest.
 JOBS ?= $(shell nproc)
 CMAKE_FLAGS ?=
+FUZZ_SECONDS ?= 60
 
-.PHONY: all build test asan tsan clean format
+.PHONY: all build test asan tsan bench fuzz clean format
 
 all: build
 
@@ -25,8 +26,26 @@ tsan:
 	TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 \
 		ctest --test-dir build-tsan --output-on-failure -j $(JOBS)
 
+bench: build
+	@for b in build/bin/*_bench; do echo "== $$b"; $$b --benchmark_min_time=0.5; done
+
+# Builds every fuzz target with clang and runs each for FUZZ_SECONDS on its
+# seeds in fuzz/corpus/NAME, keeping what it finds in fuzz/corpus-NAME.
+fuzz:
+	cmake -S . -B build-fuzz -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_C_COMPILER=clang \
+		-DCMAKE_CXX_COMPILER=clang++ -DQVT_FUZZ=ON -DQVT_BUILD_TESTS=OFF $(CMAKE_FLAGS)
+	cmake --build build-fuzz -j $(JOBS) --target fuzz_targets
+	@for f in build-fuzz/bin/*_fuzz; do \
+		name=$$(basename $$f _fuzz); \
+		seeds=$$(ls -d fuzz/corpus/$$name 2>/dev/null); \
+		mkdir -p fuzz/corpus-$$name; \
+		echo "== $$name ($(FUZZ_SECONDS) s)"; \
+		$$f -max_total_time=$(FUZZ_SECONDS) -print_final_stats=1 -artifact_prefix=build-fuzz/ \
+			fuzz/corpus-$$name $$seeds || exit 1; \
+	done
+
 format:
 	git ls-files '*.cpp' '*.h' '*.c' | xargs clang-format -i
 
 clean:
-	rm -rf build build-asan build-tsan
+	rm -rf build build-asan build-tsan build-fuzz
