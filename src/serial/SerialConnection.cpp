@@ -42,8 +42,8 @@ void SerialConnection::Fail(const char* what) {
   throw std::string(what) + " \"" + name + "\"";
 }
 
-void SerialConnection::Open(const std::string& spec) {
-  const std::string device = spec.substr(0, spec.find(':'));
+void SerialConnection::Open(const std::string& portText) {
+  const std::string device = portText.substr(0, portText.find(':'));
   if (fd != 0) throw "Serial port " + name + " must be closed before it can be re-opened.";
   name = device;
   if (name.empty()) return;

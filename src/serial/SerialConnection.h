@@ -25,11 +25,11 @@ class SerialConnection {
   // Back to closed with no queue attached.
   void Init();
 
-  // Opens the device named by spec up to its first ":". An empty name leaves
+  // Opens the device named by portText up to its first ":". An empty name leaves
   // the connection closed; with a simulated queue attached no device is
   // opened. Throws a string naming the device when a step fails, after
   // closing what it opened.
-  void Open(const std::string& spec);
+  void Open(const std::string& portText);
 
   // Lowers DTR and RTS and closes the device; never throws.
   void Close();

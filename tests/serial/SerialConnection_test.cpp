@@ -11,9 +11,9 @@ using QVT::SerialConnection;
 
 namespace {
 
-std::string OpenError(SerialConnection& connection, const std::string& spec) {
+std::string OpenError(SerialConnection& connection, const std::string& portText) {
   try {
-    connection.Open(spec);
+    connection.Open(portText);
   } catch (const std::string& message) {
     return message;
   }

@@ -1,0 +1,41 @@
+// Arbitrary bytes from the link, read block by block: whatever arrives, the
+// block reader and the packet handlers behind it must neither crash nor read
+// outside their buffers nor hang.
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+#include "core/Headset.h"
+
+namespace {
+
+int Discard(const char* /*message*/, int level) { return level; }
+
+// A read that runs out of input waits out the link's 0.5 s time-out, which
+// would leave the fuzzer a couple of runs a second. So the input is followed
+// by CR LF pairs that no single read can use up: no header starts in them,
+// every resynchronisation ends in them at once, and reading stops as soon as
+// only they are left.
+const std::string& Tail() {
+  static const std::string tail = [] {
+    std::string t;
+    while (t.size() < 4096) t += "\r\n";
+    return t;
+  }();
+  return tail;
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  QVT::Headset headset("deferred");
+  headset.SimulateInput();
+  headset.messageCallback = Discard;
+  headset.verbosity = 7;  // every message is composed
+  headset.FeedFakeData(data, size);
+  headset.FeedFakeData(Tail().data(), Tail().size());
+  // Every successful read consumes at least one byte of the input.
+  for (std::size_t reads = 0; reads <= size && headset.simulatedInput.size() > Tail().size(); ++reads)
+    if (!headset.TryToReadBlock()) break;
+  return 0;
+}

@@ -1,0 +1,78 @@
+#!/usr/bin/env python3
+"""Writes the seed inputs of the fuzz targets into fuzz/corpus/NAME:
+block_decoder gets well-formed blocks, alone and in runs, carrying every
+packet species, padding and an odd short length; packet_decoder gets packet
+areas behind the byte that sets where its blocks are cut."""
+import os
+import sys
+
+
+def crc16(data):
+    crc = 0
+    for b in data:
+        crc ^= b << 8
+        for _ in range(8):
+            crc = ((crc << 1) ^ 0x8005) if crc & 0x8000 else crc << 1
+            crc &= 0xFFFF
+    return crc
+
+
+def u16(v):
+    return v.to_bytes(2, "little")
+
+
+def frame(content, ticks=0):
+    return b"#2" + u16(len(content) + 16) + ticks.to_bytes(4, "little") + bytes(4) + u16(crc16(content)) + content + b"\r\n"
+
+
+CLOCK = bytes([3, 15, 24, 10, 30, 45])
+
+
+def block(number, packets=b"", ticks=0):
+    return frame(u16(number) + CLOCK + packets, ticks)
+
+
+def packet(species, body, ticks=0):
+    return bytes([len(body) + 6, species]) + ticks.to_bytes(4, "little") + body
+
+
+def response(species, code, cid, payload):
+    return packet(species, bytes([code, cid]) + payload)
+
+
+def data(seq):
+    return packet(3, bytes([seq]) + bytes(range(49)))
+
+
+REPLIES = (response(1, 0x21, 1, bytes([2, 1]) + u16(300)) + response(5, 0xAC, 2, u16(100))
+           + response(1, 0x2F, 3, bytes([4, 0]) + bytes(range(16))) + response(1, 0xF2, 4, b""))
+IDENTITY = (response(1, 0x1D, 5, b"Model X R2") + response(5, 0x12, 6, b"1.2\x00\x00")
+            + response(1, 0x30, 7, CLOCK + b"\x00" + CLOCK))
+ALARMS = packet(2, bytes([0x31, 0x81]) + u16(3700)) + packet(6, bytes([0x20, 0x02, 7, 9]))
+EXTENDED = packet(4, bytes([20]) + bytes(range(24))) + b"\x00\x00" + data(0) + b"\x00" * 8
+
+corpora = {
+    "block_decoder": {
+        "empty": block(0),
+        "echo_reply": block(1, response(1, 0xEC, 7, b"QVT Ready")),
+        "replies": block(2, REPLIES),
+        "identity": block(3, IDENTITY),
+        "alarms": block(4, ALARMS),
+        "data_run": b"".join(block(10 + i, data(2 * i) + data(2 * i + 1), 18 * i) for i in range(3)),
+        "extended": block(5, EXTENDED),
+        "short_22": frame(u16(6) + CLOCK[:4]),
+    },
+    "packet_decoder": {
+        "replies": b"\xff" + REPLIES + IDENTITY,
+        "alarms": b"\xff" + ALARMS,
+        "data": b"\x70" + b"".join(data(i) for i in range(6)),
+        "extended": b"\xff" + EXTENDED,
+    },
+}
+
+root = sys.argv[1] if len(sys.argv) > 1 else os.path.join(os.path.dirname(os.path.abspath(__file__)), "corpus")
+for target, seeds in corpora.items():
+    os.makedirs(os.path.join(root, target), exist_ok=True)
+    for name, content in seeds.items():
+        with open(os.path.join(root, target, name), "wb") as f:
+            f.write(content)

@@ -1,0 +1,382 @@
+// Block framing and packet decoding, fed through the simulated input queue.
+// Every read that meets silence waits the 0.5 s read time-out, so the tests
+// feed complete input wherever silence is not what they are about.
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "core/Headset.h"
+#include "support/HeadsetWire.h"
+#include "support/MessageRecorder.h"
+#include "util/DataStreamError.h"
+#include "util/Text.h"
+
+namespace {
+
+using QVT::Headset;
+using QVT::testing::MessageRecorder;
+using QVT::testing::RecordedMessage;
+namespace Wire = QVT::testing;
+
+const Wire::WireClock kClock{3, 15, 24, 10, 30, 45};
+
+std::string Block(std::uint16_t number, const std::string& packets = "") {
+  return Wire::EncodeBlock(number, 1800, kClock, packets);
+}
+
+// Species 7 is dispatched to nobody: the decoder only reports it.
+std::string Reserved(const std::string& body = "z") { return Wire::EncodePacket(7, 0, body); }
+const char* const kIgnoredReserved = "Ignoring packet of species 0x07 (Reserved7).";
+
+std::string Decoded(int packets, int block) {
+  return "Decoded " + std::to_string(packets) + " packet(s) from block " + std::to_string(block);
+}
+
+void PatchU16(std::string& bytes, std::size_t offset, unsigned value) {
+  bytes.replace(offset, 2, Wire::U16LE(value));
+}
+
+class BlockReading : public ::testing::Test {
+ protected:
+  BlockReading() : headset("deferred") {
+    headset.SimulateInput();
+    MessageRecorder::Clear();
+    headset.messageCallback = MessageRecorder::Callback;
+    headset.verbosity = 4;
+  }
+
+  void Feed(const std::string& bytes) { headset.FeedFakeData(bytes.data(), bytes.size()); }
+  std::size_t Unread() const { return headset.simulatedInput.size(); }
+  static int Count(const std::string& text, int level) { return MessageRecorder::Count(text, level); }
+
+  Headset headset;
+};
+
+TEST_F(BlockReading, WellFormedBlockDispatchesEachPacketAndSkipsPadding) {
+  QVT::Command command;
+  command.Init(QVT::CommandDestination::Master, QVT::CommandFamily::Echo, nullptr, 0);
+  command.Sign(5);
+  headset.pendingCommand = &command;
+
+  Feed(Block(7, std::string(2, '\0') + Reserved("ab") + std::string(3, '\0') +
+                    Wire::EncodeResponse(1, QVT::CommandFamily::Echo, 5, "x") + Reserved()));
+  EXPECT_TRUE(headset.TryToReadBlock());
+
+  EXPECT_EQ(Unread(), 0u);
+  EXPECT_EQ(headset.pendingCommand.load(), nullptr);
+  EXPECT_TRUE(command.ReplyIsFinal());
+  EXPECT_FALSE(command.ReplyRefused());
+  // Each padding byte is offered to the dispatcher as a packet of length 0,
+  // whose species byte is whatever follows it.
+  EXPECT_EQ(MessageRecorder::StartingWith("Ignoring"),
+            (std::vector<std::string>{
+                "Ignoring packet of species 0x00 (Nop).",
+                "Ignoring packet of species 0x08 (UnknownPacketSpecies).", kIgnoredReserved,
+                "Ignoring packet of species 0x00 (Nop).", "Ignoring packet of species 0x00 (Nop).",
+                "Ignoring packet of species 0x09 (UnknownPacketSpecies).", kIgnoredReserved}));
+  EXPECT_EQ(Count(Decoded(3, 7), 4), 1);
+  EXPECT_TRUE(MessageRecorder::StartingWith("Packet decoder").empty());
+  EXPECT_TRUE(headset.blockClock.IsSet());
+  EXPECT_GT(headset.lastDataTime.load(), 0.0);
+  EXPECT_EQ(headset.expectedBlockNumber, 8);
+}
+
+TEST_F(BlockReading, PacketOfSixBytesAtTheEndIsNeverLookedAt) {
+  headset.verbosity = 3;
+  Feed(Block(2, Reserved() + Reserved("")));
+  EXPECT_TRUE(headset.TryToReadBlock());
+  EXPECT_EQ(MessageRecorder::All(),
+            (std::vector<RecordedMessage>{{kIgnoredReserved, 3},
+                                          {"6 bytes left over in block 2 after decoding 1 packets: " +
+                                               QVT::PythonString(Reserved("").data(), 6, true),
+                                           3}}));
+}
+
+TEST_F(BlockReading, TrailingPaddingIsSkippedUntilSixBytesRemain) {
+  headset.verbosity = 3;
+  Feed(Block(2, Reserved() + std::string(10, '\0')));
+  EXPECT_TRUE(headset.TryToReadBlock());
+  const RecordedMessage padding{"Ignoring packet of species 0x00 (Nop).", 3};
+  EXPECT_EQ(MessageRecorder::All(),
+            (std::vector<RecordedMessage>{{kIgnoredReserved, 3},
+                                          padding,
+                                          padding,
+                                          padding,
+                                          padding,
+                                          {"6 bytes left over in block 2 after decoding 1 packets: " +
+                                               QVT::PythonString("\0\0\0\0\0\0", 6, true),
+                                           3}}));
+}
+
+TEST_F(BlockReading, ShortPacketAreasAreReportedAsLeftOverNotDecoded) {
+  headset.verbosity = 3;
+  for (int extra = 0; extra <= 6; ++extra) {
+    MessageRecorder::Clear();
+    const std::string tail = std::string("\x0A\x07xyzw", 6).substr(0, extra);  // would look like a packet
+    const std::string block = Block(static_cast<std::uint16_t>(extra), tail);
+    ASSERT_EQ(block.size(), 24u + extra);
+    Feed(block);
+    EXPECT_TRUE(headset.TryToReadBlock());
+    const auto messages = MessageRecorder::All();
+    if (extra == 0) {
+      EXPECT_TRUE(messages.empty());
+    } else {
+      EXPECT_EQ(messages,
+                (std::vector<RecordedMessage>{
+                    {std::to_string(extra) + " bytes left over in block " + std::to_string(extra) +
+                         " after decoding 0 packets: " + QVT::PythonString(tail.data(), tail.size(), true),
+                     3}}));
+    }
+  }
+}
+
+TEST_F(BlockReading, LongestBlockIsAccepted) {
+  std::string packets;
+  for (int i = 0; i < 4; ++i) packets += Reserved(std::string(244, static_cast<char>('a' + i)));
+  const std::string block = Block(1, packets);
+  ASSERT_EQ(block.size(), Headset::kMaxBlockLength);
+  Feed(block);
+  EXPECT_TRUE(headset.TryToReadBlock());
+  EXPECT_EQ(Count(Decoded(4, 1), 4), 1);
+  EXPECT_EQ(Count(kIgnoredReserved, 3), 4);
+  EXPECT_TRUE(MessageRecorder::StartingWith("Packet decoder").empty());
+}
+
+TEST_F(BlockReading, PacketReachingPastTheBlockIsDispatchedThenDecodingStops) {
+  std::string last = Reserved("defghi");
+  last[0] = 40;  // claims 28 bytes more than the block holds
+  Feed(Block(3, Reserved("abc") + last) + Block(4, Reserved()));
+
+  EXPECT_TRUE(headset.TryToReadBlock());
+  EXPECT_EQ(Count(kIgnoredReserved, 3), 2);
+  EXPECT_EQ(Count(Decoded(2, 3), 4), 1);
+  EXPECT_EQ(Count("Packet decoder overshot by 28 bytes.", 1), 1);
+
+  // The following block is intact.
+  EXPECT_TRUE(headset.TryToReadBlock());
+  EXPECT_EQ(Count(Decoded(1, 4), 4), 1);
+}
+
+TEST_F(BlockReading, ResponseAtTheEndOfTheLongestBlockReadsZerosBehindIt) {
+  QVT::Command command;
+  command.Init(QVT::CommandDestination::Master, QVT::CommandFamily::Echo, nullptr, 0);
+  command.Sign(9);
+  headset.pendingCommand = &command;
+  std::string packets;
+  for (int i = 0; i < 4; ++i) packets += Reserved(std::string(242, 'f'));
+  std::string response = Wire::EncodeResponse(1, QVT::CommandFamily::Echo, 9, "");
+  response[0] = static_cast<char>(255);  // 8 bytes in the block, 247 behind it
+  const std::string block = Block(1, packets + response);
+  ASSERT_EQ(block.size(), Headset::kMaxBlockLength);
+  Feed(block);
+
+  EXPECT_TRUE(headset.TryToReadBlock());
+  EXPECT_TRUE(command.ReplyIsFinal());
+  EXPECT_EQ(Count("Packet decoder overshot by 247 bytes.", 1), 1);
+  // The echoed payload: the block's end code, then the zeros behind it.
+  const std::string behind = "\r\n" + std::string(245, '\0');
+  EXPECT_EQ(Count(QVT::PythonString(behind.data(), behind.size(), false), 2), 1);
+}
+
+TEST_F(BlockReading, BlocksOf22And23BytesDecodeFromBehindTheirEnd) {
+  // Their packet areas measure -2 and -1 bytes; decoding starts at offset 22
+  // all the same, finds the zeroed slack or the line feed, and overshoots.
+  const std::string short22 = Wire::FrameBlock(Wire::U16LE(1) + "\x03\x0F\x18\x0A");
+  const std::string short23 = Wire::FrameBlock(Wire::U16LE(2) + "\x03\x0F\x18\x0A\x1E");
+  ASSERT_EQ(short22.size(), 22u);
+  ASSERT_EQ(short23.size(), 23u);
+  Feed(short22 + short23);
+
+  EXPECT_TRUE(headset.TryToReadBlock());
+  EXPECT_EQ(Count("Ignoring packet of species 0x00 (Nop).", 3), 1);  // a zero, taken for padding
+  EXPECT_EQ(Count(Decoded(0, 1), 4), 1);
+  EXPECT_EQ(Count("Packet decoder overshot by 3 bytes.", 1), 1);
+
+  MessageRecorder::Clear();
+  EXPECT_TRUE(headset.TryToReadBlock());
+  EXPECT_EQ(Count("Ignoring packet of species 0x00 (Nop).", 3), 1);  // length byte 0x0A, the line feed
+  EXPECT_EQ(Count(Decoded(1, 2), 4), 1);
+  EXPECT_EQ(Count("Packet decoder overshot by 11 bytes.", 1), 1);
+}
+
+struct FrameError {
+  const char* what;
+  std::string bytes;    // the damaged block
+  const char* message;  // the error, before " - resynchronizing..."
+  int nextDecoded;      // the block read after the resynchronisation
+};
+
+class BlockFrameErrors : public BlockReading, public ::testing::WithParamInterface<FrameError> {};
+
+TEST_P(BlockFrameErrors, CostTheBlockUpToTheNextLineFeed) {
+  const FrameError& error = GetParam();
+  Feed(error.bytes + Block(100, Reserved()) + Block(101, Reserved()));
+  headset.expectedBlockNumber = 42;
+
+  EXPECT_TRUE(headset.TryToReadBlock());
+  EXPECT_EQ(MessageRecorder::All(),
+            (std::vector<RecordedMessage>{{std::string(error.message) + " - resynchronizing...", 2}}));
+  EXPECT_FALSE(headset.resynchronizationNeeded);
+  EXPECT_EQ(headset.expectedBlockNumber, -1);
+  EXPECT_GT(headset.lastDataTime.load(), 0.0);
+
+  MessageRecorder::Clear();
+  EXPECT_TRUE(headset.TryToReadBlock());
+  EXPECT_EQ(Count(Decoded(1, error.nextDecoded), 4), 1);
+  EXPECT_TRUE(MessageRecorder::StartingWith("Block ").empty())
+      << "no out-of-order report after resynchronising";
+}
+
+std::string WithLength(unsigned length) {
+  std::string block = Block(0);
+  PatchU16(block, 2, length);
+  return block;
+}
+
+std::string Damaged(std::size_t offset, char value) {
+  std::string block = Block(0);
+  block[offset] = value;
+  return block;
+}
+
+// Errors found in the header leave the block's own CR LF to resynchronise on;
+// errors found once the whole block is in resynchronise on the next block's.
+INSTANTIATE_TEST_SUITE_P(
+    BlockReading, BlockFrameErrors,
+    ::testing::Values(
+        FrameError{"StartCode", Damaged(1, '3'), "Block did not start with the expected code.", 100},
+        FrameError{"Length1025", WithLength(1025), "Headset wants to send too much data.", 100},
+        FrameError{"Length14", WithLength(14), "Headset wants to send too little data.", 100},
+        FrameError{"Length21", WithLength(21), "Headset wants to send too little data.", 100},
+        // Below 14 the body size is negative and passes the size test; the body
+        // read then takes what fits in the buffer and comes up short.
+        FrameError{"Length10", WithLength(10) + std::string(1200, 'x') + "\r\n",
+                   "Block body ended prematurely", 100},
+        FrameError{"EndCode", Damaged(23, '\r'), "Block did not terminate with the expected code.", 101},
+        FrameError{"CRC", Damaged(14, 1), "Block failed consistency check.", 101}),
+    [](const ::testing::TestParamInfo<FrameError>& param) { return param.param.what; });
+
+TEST_F(BlockReading, HeaderCutShortBySilenceLeavesResynchronisationForLater) {
+  Feed(Block(5).substr(0, 13));
+  EXPECT_FALSE(headset.TryToReadBlock());  // the header, then resynchronising, meet silence
+  EXPECT_EQ(MessageRecorder::All(),
+            (std::vector<RecordedMessage>{{"Block header ended prematurely. - resynchronizing...", 2}}));
+  EXPECT_TRUE(headset.resynchronizationNeeded);
+
+  Feed("rest of it\r\n" + Block(6, Reserved()));
+  EXPECT_TRUE(headset.TryToReadBlock());
+  EXPECT_FALSE(headset.resynchronizationNeeded);
+  EXPECT_EQ(Count(Decoded(1, 6), 4), 1);
+}
+
+TEST_F(BlockReading, BodyCutShortBySilence) {
+  Feed(Block(5, Reserved("abcdefgh")).substr(0, 30));
+  EXPECT_FALSE(headset.TryToReadBlock());
+  EXPECT_EQ(MessageRecorder::All(),
+            (std::vector<RecordedMessage>{{"Block body ended prematurely - resynchronizing...", 2}}));
+  EXPECT_TRUE(headset.resynchronizationNeeded);
+}
+
+TEST_F(BlockReading, BabbleWithoutLineFeedsIsSkippedAcrossSeveralReads) {
+  // One resynchronisation gives up after 64 KiB, so that no read holds the
+  // link for as long as the babble lasts; the next read carries on.
+  Feed("##" + std::string(100000, 'x') + "\r\n" + Block(3, Reserved()));
+  EXPECT_FALSE(headset.TryToReadBlock());
+  EXPECT_TRUE(headset.resynchronizationNeeded);
+  EXPECT_GT(Unread(), 30000u);
+  EXPECT_TRUE(headset.TryToReadBlock());  // the rest of the babble, then the block
+  EXPECT_FALSE(headset.resynchronizationNeeded);
+  EXPECT_EQ(Count(Decoded(1, 3), 4), 1);
+  EXPECT_EQ(Unread(), 0u);
+}
+
+TEST_F(BlockReading, SilenceIsNotAnError) {
+  EXPECT_FALSE(headset.TryToReadBlock());
+  EXPECT_TRUE(MessageRecorder::All().empty());
+  EXPECT_FALSE(headset.resynchronizationNeeded);
+  EXPECT_EQ(headset.lastDataTime.load(), 0.0);
+}
+
+TEST_F(BlockReading, BlockNumbersOutOfOrderAreReportedAndFollowed) {
+  headset.verbosity = 3;
+  Feed(Block(7) + Block(9) + Block(10) + Block(65535) + Block(0));
+  for (int i = 0; i < 5; ++i) EXPECT_TRUE(headset.TryToReadBlock());
+  EXPECT_EQ(MessageRecorder::StartingWith("Block "),
+            (std::vector<std::string>{"Block 9 arrived out of order (expected 8).",
+                                      "Block 65535 arrived out of order (expected 11)."}));
+  EXPECT_EQ(headset.expectedBlockNumber, 1);  // 65535 wrapped to 0, then 0 arrived
+}
+
+TEST_F(BlockReading, BlockDumpAtVerbositySix) {
+  headset.verbosity = 6;
+  const std::string block = Block(1, Reserved());
+  Feed(block);
+  EXPECT_TRUE(headset.TryToReadBlock());
+  EXPECT_EQ(Count(QVT::PythonString(block.data(), block.size() - 2, true), 6), 1);
+}
+
+TEST_F(BlockReading, UnknownSpeciesAreReportedAndSkippedByTheirLength) {
+  headset.verbosity = 3;
+  for (const int species : {0, 7, 8, 0xFF}) {
+    std::string packet = Wire::EncodePacket(static_cast<std::uint8_t>(species), 0, "zz");
+    EXPECT_EQ(headset.DecodePacket(reinterpret_cast<QVT::PacketHeaderStruct*>(packet.data()), 0.0), 8u);
+  }
+  EXPECT_EQ(MessageRecorder::All(), (std::vector<RecordedMessage>{
+                                        {"Ignoring packet of species 0x00 (Nop).", 3},
+                                        {"Ignoring packet of species 0x07 (Reserved7).", 3},
+                                        {"Ignoring packet of species 0x08 (UnknownPacketSpecies).", 3},
+                                        {"Ignoring packet of species 0xFF (UnknownPacketSpecies).", 3},
+                                    }));
+}
+
+TEST_F(BlockReading, FedBytesAreQueuedOnlyWhenThereAreAny) {
+  headset.FeedFakeData(nullptr, 5);
+  headset.FeedFakeData("abc", 0);
+  EXPECT_EQ(Unread(), 0u);
+  headset.FeedFakeData("abc", 3);
+  EXPECT_EQ(Unread(), 3u);
+
+  Headset unconnected("deferred");
+  unconnected.FeedFakeData("abc", 3);
+  EXPECT_TRUE(unconnected.simulatedInput.empty());
+}
+
+TEST(BlockReadingWithoutLink, RefusesWithPlainStringsThatPassThrough) {
+  Headset headset("deferred");
+  auto message = [](auto&& call) -> std::string {
+    try {
+      call();
+    } catch (const DataStreamError&) {
+      return "a DataStreamError";
+    } catch (const std::string& text) {
+      return text;
+    }
+    return "nothing";
+  };
+  EXPECT_EQ(message([&] { headset.ReadBlock(); }),
+            "Cannot read from headset: serial-port connection not yet established.");
+  EXPECT_EQ(message([&] { headset.TryToReadBlock(); }),
+            "Cannot read from headset: serial-port connection not yet established.");
+  EXPECT_EQ(message([&] { headset.Resynchronize(); }),
+            "Cannot resynchronize: serial connection is not open.");
+  headset.resynchronizationNeeded = true;
+  EXPECT_EQ(message([&] { headset.TryToReadBlock(); }),
+            "Cannot resynchronize: serial connection is not open.");
+}
+
+TEST_F(BlockReading, NullTerminatedStringStopsAtTheFirstZero) {
+  headset.verbosity = 3;
+  EXPECT_EQ(headset.NullTerminatedString("abcd", 4), "abcd");
+  EXPECT_TRUE(MessageRecorder::All().empty());
+
+  EXPECT_EQ(headset.NullTerminatedString("ab\0d", 4), "ab");
+  EXPECT_EQ(MessageRecorder::All(),
+            (std::vector<RecordedMessage>{
+                {"QVT message overflow - extraneous bytes received in \"\\x61\\x62\\x00\\x64\"", 3}}));
+
+  headset.verbosity = 2;
+  EXPECT_EQ(headset.NullTerminatedString("\0bcd", 4), "");
+  EXPECT_EQ(MessageRecorder::All().size(), 1u);
+}
+
+}  // namespace
