@@ -3,13 +3,17 @@ JOBS ?= $(shell nproc)
 CMAKE_FLAGS ?=
 FUZZ_SECONDS ?= 60
 
-.PHONY: all build test asan tsan bench fuzz clean format
+.PHONY: all build demo test asan tsan bench fuzz clean format
 
 all: build
 
 build:
 	cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo $(CMAKE_FLAGS)
 	cmake --build build -j $(JOBS)
+
+# Ten seconds of streaming from the virtual headset, no hardware needed.
+demo: build
+	build/bin/qvt-emulator -- build/bin/qvt-stream --seconds 10
 
 test: build
 	ctest --test-dir build --output-on-failure -j $(JOBS)

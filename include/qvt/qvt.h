@@ -1,12 +1,20 @@
 /*
  * qvt: host-side driver of a multi-channel EEG headset. C interface.
  *
+ * Objects
+ *   A client holds headsets (QVT_Headset_New, QVT_Headset_Delete). Everything
+ *   else it is handed (channels, sources, processing stages) belongs to its
+ *   headset and lives until the headset forgets it (a new montage, new
+ *   calibration, QVT_Headset_Delete); the client never frees it.
+ *
  * Errors
  *   No function of this interface lets a library error escape. When a call
  *   fails it records a message as the last error (QVT_Error), calls the error
  *   callback set with QVT_SetErrorCallback (with the message and level 1, on
  *   the calling thread), and returns its failure value: 0 for integers and
  *   flags, 0.0 for reals, NULL for pointers and strings, nothing for void.
+ *   A NULL handle is such a failure: "NULL Headset pointer", "NULL Channel
+ *   pointer", "NULL Source pointer" or "NULL ProcessingStage pointer".
  *   Success does not clear the last error: it stays until QVT_ClearError is
  *   called or a later failure replaces it. To test one call, clear the error
  *   first and look at QVT_Error afterwards.
@@ -21,6 +29,29 @@
  *   The last error, the error callback and the string ring are shared by the
  *   whole process and are not locked: a client that calls the library from
  *   several threads serialises its calls.
+ *
+ *   Samples are processed by whichever thread reads the headset's link: the
+ *   background acquisition thread while it runs, otherwise the client's own
+ *   thread inside QVT_Headset_WaitForBatch, QVT_Headset_WaitForSamples,
+ *   QVT_Headset_Idle, QVT_Headset_Receive and every function that sends a
+ *   command. Processing-stage functions and the sample callback run there;
+ *   the message callback may also be called from the acquisition thread and
+ *   from the link watchdog.
+ *
+ *   While background acquisition runs, the client's thread may wait for and
+ *   read data (QVT_Headset_WaitForBatch, QVT_Headset_WaitForSamples, the
+ *   buffered and overflowed sample counts, the reading functions of
+ *   QVT_Channel_* and QVT_ProcessingStage_Read), ask for reported values and
+ *   texts (the QVT_Headset_Get* functions that do not look at alarms or
+ *   objects), call QVT_Headset_IsConnected, send commands (the Start, Stop
+ *   and query functions, QVT_Headset_ChangeLEDs, QVT_Headset_SendBatteryQuery,
+ *   QVT_Headset_ConfigureADC, QVT_Headset_SetAccelerometerRate) and call
+ *   QVT_Headset_StopBackgroundAcquisition. Everything else, in particular
+ *   whatever changes the montage, sources, cascade, buffers, callbacks or
+ *   the link, and the alarm functions, waits until the thread has ended.
+ *   QVT_Headset_StopBackgroundAcquisition only asks it to end: it finishes
+ *   the block it is reading and, when it started the data stream, stops the
+ *   stream first. QVT_Headset_Delete waits for it by itself.
  */
 #ifndef QVT_QVT_H
 #define QVT_QVT_H
@@ -35,12 +66,41 @@
 #define QVT_API
 #endif
 
+/* Opaque handles. C++ clients see the library's own classes, declared only. */
+#ifdef __cplusplus
+namespace QVT {
+class Headset;
+class Channel;
+class Source;
+class ProcessingStage;
+}  // namespace QVT
+typedef QVT::Headset QVT_Headset;
+typedef QVT::Channel QVT_Channel;
+typedef QVT::Source QVT_Source;
+typedef QVT::ProcessingStage QVT_ProcessingStage;
+#else
+typedef struct QVT_Headset QVT_Headset;
+typedef struct QVT_Channel QVT_Channel;
+typedef struct QVT_Source QVT_Source;
+typedef struct QVT_ProcessingStage QVT_ProcessingStage;
+#endif
+
 #ifdef __cplusplus
 extern "C" {
 #endif
 
 /* Receives a message and its level; the return value is ignored. */
 typedef int (*QVT_MessageCallback)(const char* message, int level);
+
+/* Called once per sample, after every processing stage, with the headset,
+ * the sample's time in seconds and the client data given with it. */
+typedef void (*QVT_SampleCallback)(QVT_Headset* headset, double sampleTime, void* clientData);
+
+/* A processing stage's work, called once per sample with the headset, the
+ * sample's time in seconds and the stage itself (a QVT_ProcessingStage*). */
+typedef void (*QVT_ProcessingStageFunction)(QVT_Headset* headset, double sampleTime, void* stage);
+
+/* ---- global functions ------------------------------------------------------ */
 
 /* Does nothing and returns 0: an initialiser for clients that expect one. */
 QVT_API int Load_QVT_API(void);
@@ -78,6 +138,352 @@ QVT_API const char* QVT_GetAPIVersion(void);
 /* The serial port named by the environment variable QVTSerialPort, or ""
  * when it is not set. String ring. */
 QVT_API const char* QVT_GetDefaultPort(void);
+
+/* ---- headsets: creation, link and threads ---------------------------------- */
+
+/* A new headset. With a port name ("DEFAULT" or "" meaning QVTSerialPort)
+ * it connects and runs the handshake; with NULL or "" nothing is opened and
+ * the client calls QVT_Headset_Connect later. NULL on failure. The client
+ * owns the result and frees it with QVT_Headset_Delete. */
+QVT_API QVT_Headset* QVT_Headset_New(const char* port);
+
+/* Stops its threads and the data stream, closes the link and frees the
+ * headset with everything it owns. Clean-up errors go to the headset's
+ * message callback (level 1), not to QVT_Error. */
+QVT_API void QVT_Headset_Delete(QVT_Headset* headset);
+
+/* Messages above this level are not delivered (default 2). */
+QVT_API void QVT_Headset_SetVerbosity(QVT_Headset* headset, int level);
+
+/* Where the headset's messages go (standard error by default); NULL
+ * silences them. */
+QVT_API void QVT_Headset_SetMessageCallback(QVT_Headset* headset, QVT_MessageCallback callback);
+
+/* Calls callback once per sample with clientData; NULL removes it. */
+QVT_API void QVT_Headset_SetSampleCallback(QVT_Headset* headset, QVT_SampleCallback callback,
+                                           void* clientData);
+
+/* Opens port (as in QVT_Headset_New) and runs the handshake. */
+QVT_API void QVT_Headset_Connect(QVT_Headset* headset, const char* port);
+
+/* 1 when the link is up: at once when data arrived within 2 s, otherwise
+ * after an echo to the headset (which may take seconds). 0 otherwise. */
+QVT_API int QVT_Headset_IsConnected(QVT_Headset* headset);
+
+/* After this many seconds without data the link is checked, and reported
+ * lost when it does not answer; 0 turns the watchdog off. */
+QVT_API void QVT_Headset_SetWatchdogInterval(QVT_Headset* headset, double seconds);
+
+/* Seconds since the link was opened; 0.0 on failure. */
+QVT_API double QVT_Headset_SecondsSinceConnection(QVT_Headset* headset);
+
+/* The serial device's name. String ring. */
+QVT_API const char* QVT_Headset_GetPort(QVT_Headset* headset);
+
+/* Stops the watchdog and the data stream and closes the link; sources,
+ * montage and settings are kept for a later QVT_Headset_Connect. */
+QVT_API void QVT_Headset_Disconnect(QVT_Headset* headset);
+
+/* Starts (or restarts) the thread that reads the link in the background;
+ * it starts the data stream unless it runs already. 1 on success, else 0. */
+QVT_API int QVT_Headset_StartBackgroundAcquisition(QVT_Headset* headset);
+
+/* Asks the acquisition thread to end and returns at once. */
+QVT_API void QVT_Headset_StopBackgroundAcquisition(QVT_Headset* headset);
+
+/* Reads and processes what arrives for the given seconds (for ever when
+ * negative) without starting the data stream. */
+QVT_API void QVT_Headset_Idle(QVT_Headset* headset, double seconds);
+
+/* Starts the data stream if needed and reads it for duration seconds (until
+ * it ends when negative), stops it, then reads lingerTime seconds more (for
+ * ever when negative). */
+QVT_API void QVT_Headset_Receive(QVT_Headset* headset, double duration, double lingerTime);
+
+/* ---- headsets: commands ------------------------------------------------------ */
+
+/* Sends the two acquisition settings words (16 bits each). */
+QVT_API void QVT_Headset_ConfigureADC(QVT_Headset* headset, unsigned a, unsigned b);
+
+/* Sets the accelerometer's sampling rate (16 bits). */
+QVT_API void QVT_Headset_SetAccelerometerRate(QVT_Headset* headset, unsigned rate);
+
+/* Stops a data stream the headset may still be sending; with wait non-zero
+ * until it has gone quiet. */
+QVT_API void QVT_Headset_KillDataStream(QVT_Headset* headset, int wait);
+
+/* Asks for a battery reading; the answer arrives later. */
+QVT_API void QVT_Headset_SendBatteryQuery(QVT_Headset* headset);
+
+QVT_API void QVT_Headset_StartDataAcquisition(QVT_Headset* headset);
+QVT_API void QVT_Headset_StopDataAcquisition(QVT_Headset* headset);
+QVT_API void QVT_Headset_StartImpedanceDriver(QVT_Headset* headset);
+QVT_API void QVT_Headset_StopImpedanceDriver(QVT_Headset* headset);
+/* Starts the analog reset and waits for the headset's confirmation. */
+QVT_API void QVT_Headset_StartAnalogReset(QVT_Headset* headset);
+QVT_API void QVT_Headset_LockAnalogReset(QVT_Headset* headset);
+QVT_API void QVT_Headset_ReleaseAnalogReset(QVT_Headset* headset);
+
+/* Switches the headset off. */
+QVT_API void QVT_Headset_Shutdown(QVT_Headset* headset);
+
+/* With on non-zero every command is preceded by the character '~'. */
+QVT_API void QVT_Headset_UseOptionalCommandPrefix(QVT_Headset* headset, int on);
+
+/* Sets the LEDs to pattern (16 bits). */
+QVT_API void QVT_Headset_ChangeLEDs(QVT_Headset* headset, unsigned pattern);
+
+/* ---- headsets: montage, sources and references ------------------------------ */
+
+/* Rebuilds the montage from a blank-separated list of channel specifications
+ * ("Fz Cz Pz-Oz", or "FACTORY") against reference ("" keeps the current one,
+ * "FACTORY" the headset's own); autoSwap non-zero repairs channels that would
+ * read an electrode against itself. Failing words are reported together. */
+QVT_API void QVT_Headset_ChooseChannels(QVT_Headset* headset, const char* montage, const char* reference,
+                                        int autoSwap);
+
+/* Appends a channel reading one source. */
+QVT_API void QVT_Headset_AddChannelToMontage_FromSource(QVT_Headset* headset, QVT_Source* source);
+
+/* Appends the channel of a specification such as "Fz" or "A1/2+A2/2". */
+QVT_API void QVT_Headset_AddChannelToMontage_FromString(QVT_Headset* headset, const char* specification,
+                                                        int autoSwap);
+
+/* References the montage to linked ears, else mastoids, when the headset has
+ * them; the reference used, or "" when none fits. String ring. */
+QVT_API const char* QVT_Headset_SetTraditionalReference(QVT_Headset* headset, int autoSwap);
+
+/* Rebuilds the montage against a new default reference ("FACTORY" for the
+ * headset's own). */
+QVT_API void QVT_Headset_SetDefaultReference(QVT_Headset* headset, const char* reference, int autoSwap);
+
+/* The headset's own reference electrode. String ring. */
+QVT_API const char* QVT_Headset_GetFactoryReferenceString(QVT_Headset* headset);
+
+/* The reference new channels are read against. String ring. */
+QVT_API const char* QVT_Headset_GetReferenceString(QVT_Headset* headset);
+
+/* Drops the montage and the processing cascade. */
+QVT_API void QVT_Headset_ForgetMontage(QVT_Headset* headset);
+
+/* "10-20" or "10-10": renames the electrodes whose names differ. */
+QVT_API void QVT_Headset_UseNamingScheme(QVT_Headset* headset, const char* scheme);
+
+/* Renames the source named from; 1 on success, 0 on failure. */
+QVT_API int QVT_Headset_RenameSource(QVT_Headset* headset, const char* from, const char* to);
+
+/* Adds further names to sources, e.g. "Fp1=LeftEye, Fp2=RightEye"; 1 on
+ * success, 0 on failure. */
+QVT_API int QVT_Headset_AddSourceAliases(QVT_Headset* headset, const char* aliases);
+
+/* The montage's channels written out in full, blank-separated. String ring. */
+QVT_API const char* QVT_Headset_GetMontageString(QVT_Headset* headset);
+
+/* The names of the sources passing the filter bits flags (16 bits),
+ * blank-separated. String ring. */
+QVT_API const char* QVT_Headset_GetSourceNames(QVT_Headset* headset, unsigned flags);
+
+/* Sizes of the montage and of the source list; 0 on failure. */
+QVT_API unsigned QVT_Headset_GetNumberOfChannels(QVT_Headset* headset);
+QVT_API unsigned QVT_Headset_GetNumberOfSources(QVT_Headset* headset);
+
+/* Montage channel by index from 0, or by name or formula; NULL when there is
+ * none (an error). Owned by the headset. */
+QVT_API QVT_Channel* QVT_Headset_GetChannelByIndex(QVT_Headset* headset, unsigned index);
+QVT_API QVT_Channel* QVT_Headset_GetChannelByName(QVT_Headset* headset, const char* name);
+
+/* Source by index from 0 among all sources, or by name, alias or number
+ * from 1; NULL when there is none (an error). Owned by the headset. */
+QVT_API QVT_Source* QVT_Headset_GetSourceByIndex(QVT_Headset* headset, unsigned index);
+QVT_API QVT_Source* QVT_Headset_GetSourceByName(QVT_Headset* headset, const char* name);
+
+/* ---- headsets: buffers and batches -------------------------------------------- */
+
+/* Resizes the channel buffers to hold bufferSeconds of signal and the
+ * impedance averages to span averagingSeconds. */
+QVT_API void QVT_Headset_ReallocateBuffers(QVT_Headset* headset, double bufferSeconds,
+                                           double averagingSeconds);
+
+/* Marks the buffered samples as read. */
+QVT_API void QVT_Headset_FlushBuffers(QVT_Headset* headset);
+
+/* Unread samples in the channels batches are read from (the fewest over
+ * them), and samples lost to full buffers (the most); 0 on failure. */
+QVT_API unsigned QVT_Headset_GetNumberOfBufferedSamples(QVT_Headset* headset);
+QVT_API unsigned QVT_Headset_GetNumberOfOverflowedSamples(QVT_Headset* headset);
+
+/* Tunes the controller that paces batches: seconds between updates, the
+ * smoothing weight of the measured delay, and its P, I and D gains. */
+QVT_API void QVT_Headset_ConfigureBufferingController(QVT_Headset* headset, double interval, double smoothing,
+                                                      double p, double i, double d);
+
+/* Batches of samples samples, paced so that about delay seconds of signal
+ * stay buffered. */
+QVT_API void QVT_Headset_ConfigureBatch(QVT_Headset* headset, unsigned samples, double delay);
+
+/* Blocks until the next batch is due; its time stamp in seconds since the
+ * link opened. 0.0 on failure. */
+QVT_API double QVT_Headset_WaitForBatch(QVT_Headset* headset);
+
+/* Blocks until at least n samples are buffered; the number then buffered,
+ * 0 on failure. */
+QVT_API unsigned long QVT_Headset_WaitForSamples(QVT_Headset* headset, unsigned long n);
+
+/* ---- headsets: processing cascade -------------------------------------------- */
+
+/* Appends a stage named name (unique, case and blanks ignored) that reads
+ * input (NULL: the last stage, if any, else the montage) and starts with a
+ * copy of its input's channels; func is called once per sample, paramData
+ * is kept for it. NULL on failure. Owned by the headset. */
+QVT_API QVT_ProcessingStage* QVT_Headset_AddProcessingStage(QVT_Headset* headset, const char* name,
+                                                            QVT_ProcessingStageFunction func, void* paramData,
+                                                            QVT_ProcessingStage* input);
+
+/* Gives every output channel of stage a buffer of seconds of signal. */
+QVT_API void QVT_Headset_ReallocateStageBuffers(QVT_Headset* headset, QVT_ProcessingStage* stage,
+                                                double seconds);
+
+QVT_API unsigned QVT_Headset_GetNumberOfProcessingStages(QVT_Headset* headset);
+
+/* Stage by index from 0 or by name; NULL when there is none (an error). */
+QVT_API QVT_ProcessingStage* QVT_Headset_GetProcessingStageByIndex(QVT_Headset* headset, unsigned index);
+QVT_API QVT_ProcessingStage* QVT_Headset_GetProcessingStageByName(QVT_Headset* headset, const char* name);
+
+/* ---- headsets: alarms and state ---------------------------------------------- */
+
+/* The oldest queued alarm code, taken off the queue when remove is
+ * non-zero; 0 when the queue is empty or on failure. */
+QVT_API int QVT_Headset_GetAlarm(QVT_Headset* headset, int remove);
+QVT_API unsigned QVT_Headset_GetNumberOfAlarms(QVT_Headset* headset);
+QVT_API void QVT_Headset_ClearAlarms(QVT_Headset* headset);
+
+/* 1 once the headset has reported its wireless connection, else 0. */
+QVT_API int QVT_Headset_IsBlueToothInitialized(QVT_Headset* headset);
+
+/* Battery reading 1 or 2 (-1.0 until known); 0.0 for any other which. */
+QVT_API double QVT_Headset_GetBatteryLevel(QVT_Headset* headset, int which);
+
+/* Both battery readings, "[ r1, r2 ]". String ring. */
+QVT_API const char* QVT_Headset_GetBatteryLevelString(QVT_Headset* headset);
+
+/* Identity texts ("???" until known). String ring. */
+QVT_API const char* QVT_Headset_GetHardwareModel(QVT_Headset* headset);
+QVT_API const char* QVT_Headset_GetHardwareRevision(QVT_Headset* headset);
+QVT_API const char* QVT_Headset_GetFirmwareRevision(QVT_Headset* headset);
+
+/* Everything known about the headset, one "'Key' : value," line each.
+ * String ring. */
+QVT_API const char* QVT_Headset_GetInfoString(QVT_Headset* headset);
+
+/* Reported values; -1 (or -1.0) until known, 0 on failure. */
+QVT_API int QVT_Headset_GetSensorCount(QVT_Headset* headset);
+QVT_API int QVT_Headset_GetSerialNumber(QVT_Headset* headset);
+QVT_API double QVT_Headset_GetSamplingRate(QVT_Headset* headset);
+QVT_API double QVT_Headset_GetAccelerometerRate(QVT_Headset* headset);
+QVT_API int QVT_Headset_GetFilterMode(QVT_Headset* headset);
+/* 1 while the headset streams data, 0 when it does not. */
+QVT_API int QVT_Headset_GetDataAcquisitionMode(QVT_Headset* headset);
+QVT_API int QVT_Headset_GetImpedanceDriverMode(QVT_Headset* headset);
+QVT_API int QVT_Headset_GetAnalogResetMode(QVT_Headset* headset);
+
+/* Mean common-mode impedance of the referential EEG electrodes in use; 0.0
+ * when there are none. */
+QVT_API double QVT_Headset_GetImpedanceCMF(QVT_Headset* headset);
+
+/* ---- processing stages --------------------------------------------------------- */
+
+/* Output channel by index from 0 or by name; NULL when there is none (an
+ * error). Owned by the stage. */
+QVT_API QVT_Channel* QVT_ProcessingStage_GetChannelByIndex(QVT_ProcessingStage* stage, unsigned index);
+QVT_API QVT_Channel* QVT_ProcessingStage_GetChannelByName(QVT_ProcessingStage* stage, const char* name);
+
+/* Drops every output channel. */
+QVT_API void QVT_ProcessingStage_ClearChannels(QVT_ProcessingStage* stage);
+
+/* The stage read by this one; NULL when it reads the montage. */
+QVT_API QVT_ProcessingStage* QVT_ProcessingStage_GetInput(QVT_ProcessingStage* stage);
+
+/* The stage's name. String ring. */
+QVT_API const char* QVT_ProcessingStage_GetName(QVT_ProcessingStage* stage);
+
+/* The paramData given to QVT_Headset_AddProcessingStage. */
+QVT_API void* QVT_ProcessingStage_ParamData(QVT_ProcessingStage* stage);
+
+QVT_API unsigned QVT_ProcessingStage_GetNumberOfChannels(QVT_ProcessingStage* stage);
+
+/* Output channel channelIndex of stage, samplesBack samples before its
+ * newest value (0.0 beyond its unread values). */
+QVT_API double QVT_ProcessingStage_Read(QVT_ProcessingStage* stage, unsigned channelIndex,
+                                        unsigned long samplesBack);
+
+/* Appends value to output channel channelIndex of stage: how a stage
+ * publishes its result for the current sample. */
+QVT_API void QVT_ProcessingStage_Write(QVT_ProcessingStage* stage, unsigned channelIndex, double value);
+
+/* A new output channel named name with a buffer of bufferSamples samples
+ * (at least 1). NULL on failure. Owned by the stage. */
+QVT_API QVT_Channel* QVT_ProcessingStage_AddChannel(QVT_ProcessingStage* stage, const char* name,
+                                                    size_t bufferSamples);
+
+/* ---- channels ------------------------------------------------------------------- */
+
+/* The value samplesBack samples before the newest, while still unread (0.0
+ * beyond); an error when samplesBack reaches the buffer's capacity. */
+QVT_API double QVT_Channel_LookBack(QVT_Channel* channel, unsigned long samplesBack);
+
+/* Takes the oldest unread sample; an error when none is left. */
+QVT_API double QVT_Channel_ReadBuffered(QVT_Channel* channel);
+
+QVT_API unsigned long QVT_Channel_GetNumberOfBufferedSamples(QVT_Channel* channel);
+QVT_API unsigned long QVT_Channel_GetNumberOfOverflowedSamples(QVT_Channel* channel);
+QVT_API unsigned long QVT_Channel_GetBufferCapacity(QVT_Channel* channel);
+
+/* Empties the channel's buffer. */
+QVT_API void QVT_Channel_FlushOutputBuffer(QVT_Channel* channel);
+
+QVT_API void QVT_Channel_SetName(QVT_Channel* channel, const char* name);
+
+/* The channel's name: the one set, else its main source's. String ring. */
+QVT_API const char* QVT_Channel_GetName(QVT_Channel* channel);
+
+/* The channel's full formula, such as "Fz-A1/2-A2/2". String ring. */
+QVT_API const char* QVT_Channel_GetString(QVT_Channel* channel);
+
+/* The newest unread sample (0.0 when none). */
+QVT_API double QVT_Channel_GetSignal(QVT_Channel* channel);
+
+/* The channel's weighted sum over its sources' current values. */
+QVT_API double QVT_Channel_CalculateRawSignal(QVT_Channel* channel);
+
+/* 1 when every source is a referential EEG electrode, else 0. */
+QVT_API int QVT_Channel_IsReferentialEEG(QVT_Channel* channel);
+
+/* 1 for every channel. */
+QVT_API int QVT_Channel_IsTrigger(QVT_Channel* channel);
+
+/* ---- sources ---------------------------------------------------------------------- */
+
+/* Kind of source: 1 or 0. */
+QVT_API int QVT_Source_IsTrigger(QVT_Source* source);
+QVT_API int QVT_Source_IsSensor(QVT_Source* source);
+QVT_API int QVT_Source_IsReferentialEEG(QVT_Source* source);
+/* 1 for the headset's own reference electrode (gain exactly 0.0). */
+QVT_API int QVT_Source_IsFactoryReference(QVT_Source* source);
+/* 1 for the common-mode electrode "CM". */
+QVT_API int QVT_Source_IsCommonModeSignal(QVT_Source* source);
+
+QVT_API void QVT_Source_SetName(QVT_Source* source, const char* name);
+
+/* String ring. */
+QVT_API const char* QVT_Source_GetName(QVT_Source* source);
+
+/* The latest scaled value, its gain, the latest impedance estimates (-1.0
+ * when not measured) and DC offset; 0.0 on failure. */
+QVT_API double QVT_Source_GetSignal(QVT_Source* source);
+QVT_API double QVT_Source_GetGain(QVT_Source* source);
+QVT_API double QVT_Source_GetImpedanceEEG(QVT_Source* source);
+QVT_API double QVT_Source_GetImpedanceCMF(QVT_Source* source);
+QVT_API double QVT_Source_GetDCOffset(QVT_Source* source);
 
 #ifdef __cplusplus
 }

@@ -29,6 +29,7 @@
 #include "serial/SerialConnection.h"
 #include "util/Clock.h"
 #include "util/Console.h"
+#include "util/Thread.h"
 
 namespace QVT {
 
@@ -49,8 +50,27 @@ class Headset {
   // ---- lifecycle (src/core/HeadsetLifecycle.cpp) ----------------------------
   void Init();
   void CleanUp();
-  // Opens port ("DEFAULT" or "" take the QVTSerialPort variable).
+  // Opens port ("DEFAULT" or "" take the QVTSerialPort variable), starts the
+  // watchdog when an interval is set, and runs the handshake if asked.
   void Connect(const std::string& port, bool initialize);
+  // The connect handshake: greeting echoes, identity and settings queries,
+  // calibration memory, buffering defaults, factory montage and the
+  // ear/mastoid reference.
+  void Initialize();
+  // 0 or less: no watchdog. Restarts the watchdog on an open link.
+  void SetWatchdogInterval(double seconds);
+  // Open or simulated, not lost, and heard from within 2 s or answering an
+  // echo now (which may take seconds).
+  bool IsConnected();
+  // Stops the watchdog and the stream and closes the link; sources, montage
+  // and settings stay.
+  void Disconnect();
+  // The data acquisition mode as last reported, read under the read lock
+  // because any thread that reads blocks may be writing it.
+  int DataAcquisitionModeNow();
+  // Stops a stream the headset reported, drains the replies to that, and
+  // closes an open device.
+  void StopStreamingAndClose();
 
   // Attaches the headset's own simulated input queue in place of a device,
   // so that bytes given to FeedFakeData are read as if they came from the
@@ -70,6 +90,18 @@ class Headset {
   // ---- reports (src/core/HeadsetReports.cpp) ----------------------------------
   // Seconds since the link opened (t < 0 means now), "%6.3f"; "---" before.
   std::string RelativeTimeStamp(double t) const;
+  // "[ first, second ]"; "[ -1, -1 ]" before the first battery reading.
+  std::string BatteryLevel() const;
+  // "master (k:v,...) + slave (k:v,...)".
+  std::string FirmwareRevision() const;
+  // Everything known about the headset, one "'Key' : value," line per entry
+  // with the separators aligned, between "{" and "}".
+  std::string InfoString() const;
+  // The oldest queued alarm code (taken off the queue when remove), 0 when
+  // none is queued.
+  int GetAlarm(bool remove);
+  std::size_t NumberOfAlarms();
+  void ClearAlarms();
 
   // ---- block reading (src/protocol/HeadsetBlocks.cpp) -------------------------
   bool TryToReadBlock();
@@ -121,15 +153,119 @@ class Headset {
   void ProcessResponse(ResponsePacketStruct& packet, double blockTime, double packetTime);
   void ProcessAlarm(AlarmPacketStruct& packet, double blockTime, double packetTime);
 
-  // ---- sample processing (src/core/HeadsetSamples.cpp) -------------------------
+  // ---- sample processing (src/core/HeadsetSamples.cpp,
+  //      src/core/HeadsetAccelerometer.cpp) ----------------------------------
+  // The client's per-sample hook, called last for every sample.
+  using SampleCallback = void (*)(Headset* headset, double sampleTime, void* clientData);
+
+  // One accelerometer reading: time in seconds, raw counts per axis, and the
+  // rate of change against the reading before it.
+  struct AccelerometerSample {
+    double t = 0.0;
+    double x = 0.0;
+    double y = 0.0;
+    double z = 0.0;
+    double jerk = 0.0;
+    // Stores and returns the magnitude of the change per second against
+    // previous; -1.0, with jerk left alone, when both share a time.
+    double CalculateJerk(const AccelerometerSample& previous);
+  };
+
+  // Checks the length and counter of a data packet, then ProcessSample.
+  // The packet time is the sample time; the block time is not used.
   void ProcessData(DataPacketStruct& packet, double blockTime, double packetTime);
+  // One sample through every source, impedance estimate, montage channel
+  // and processing stage, then the sample callback.
+  void ProcessSample(DataPacketStruct& packet, double blockTime, double packetTime);
+  // Queues the three readings of an accelerometer packet; reports others.
   void ProcessExtendedData(ExtendedDataHeaderStruct& header, double blockTime, double packetTime);
+  void HandleAccelerometerSample(double t, double x, double y, double z);
+  // Mean common-mode impedance over the referential EEG sources in use that
+  // have a gain; 0 when there are none.
+  double ImpedanceCMF() const;
 
   // ---- buffering controller and batches (src/core/HeadsetBuffering.cpp) --------
+  // Seconds of signal the buffers hold until the client asks otherwise:
+  // ReallocateBuffers gets these once the sampling rate is known. At 300 Hz
+  // one second holds whole periods of both impedance carriers.
+  static constexpr double kDefaultBufferSeconds = 10.0;
+  static constexpr double kDefaultImpedanceSeconds = 1.0;
+
+  // Both reset the batch count and rebase the controller at the nominal rate.
+  void ConfigureBatch(unsigned int size, double delay);
+  void ConfigureBufferingController(double interval, double smoothingWeight, double p, double i, double d);
+  // Restarts the pacing clock from now; a non-zero sampleRate becomes the
+  // estimate; full also restarts the controller's memory. Returns true.
+  bool RebaseBufferingController(double sampleRate, bool full);
+  // Blocks until the next batch of batchSize samples is due; the link's
+  // elapsed seconds when it was released.
+  double WaitForBatch();
+  // Returns once at least n samples wait in every delivery channel.
+  void WaitForSamples(unsigned long n);
+  // The fewest unread samples, and the most lost ones, over the delivery
+  // channels (the last stage's outputs, else the montage); 0 without any.
+  unsigned long Buffered() const;
+  unsigned long BufferOverflow() const;
+  // Leaves n samples unread in the montage channels.
+  void WasteSamples(unsigned long n);
+  // Marks the impedance buffers of the sources in use and every stage output
+  // as read, zeroing sums and overflow; the montage is reached only through
+  // the "raw" stage that views it.
+  void FlushBuffers();
+  // Reallocates every source's averaging buffers and every montage channel's
+  // buffer for the given seconds at the nominal rate, and records both as
+  // impedanceSeconds and channelBufferLength for what is built later.
+  void ReallocateBuffers(double bufferSeconds, double averagingSeconds);
+  void ReallocateStageBuffers(ProcessingStage* stage, double bufferSeconds);
+  // The channels batches are read from.
+  std::vector<Channel*> DeliveryChannels() const;
+  // True while a background acquisition thread reads the link; the waits
+  // then only sleep and look at the buffers instead of reading blocks.
+  // Defined with the threads (HeadsetThreads.cpp).
+  bool BackgroundAcquisitionRunning() const;
   // Empties the serial input for at most `seconds`; the bytes discarded.
   unsigned long FlushData(double seconds);
 
   // ---- threads (src/core/HeadsetThreads.cpp) -----------------------------------
+  // Reads blocks while the headset streams. It starts the stream when the
+  // headset was not streaming, and then stops it again at its end.
+  class AcquisitionThread : public Thread {
+   public:
+    explicit AcquisitionThread(Headset& owner) : headset(owner) {}
+    ~AcquisitionThread() override { StopAndWait(); }
+    int Run() override;
+
+   private:
+    Headset& headset;
+  };
+
+  // Once a second: after watchdogInterval seconds without data it verifies
+  // the link with an echo, and ends once the link is lost.
+  class DataWatchdog : public Thread {
+   public:
+    explicit DataWatchdog(Headset& owner) : headset(owner) {}
+    ~DataWatchdog() override { StopAndWait(); }
+    int Run() override;
+
+   private:
+    Headset& headset;
+  };
+
+  // Asks a thread to stop and waits (1 ms polls) while it runs.
+  static void StopAndWaitFor(Thread& thread);
+  // Stops a running acquisition thread first, so starting also restarts.
+  bool StartBackgroundAcquisition();
+  // Only asks the thread to stop; returns at once.
+  void StopBackgroundAcquisition();
+  // Reads blocks for `seconds` on the link's clock (for ever when negative)
+  // without starting acquisition.
+  void Idle(double seconds);
+  // Streams for `duration` seconds (while the headset streams when
+  // negative), then reads the replies for lingerTime more seconds (none when
+  // 0, for ever when negative).
+  void Receive(double duration, double lingerTime);
+  // Reads blocks until `seconds` have passed on the link's clock.
+  void ReadBlocksFor(double seconds);
 
   // ---- naming, montage and processing cascade (src/model/) --------------------
   // Source naming (HeadsetNaming.cpp). Every text that names a source goes
@@ -222,14 +358,16 @@ class Headset {
   int nextCommandID = 0;
 
   // What the headset reported; -1, -1.0 and "???" while unknown.
-  std::int32_t serialNumber = -1;
-  std::int32_t sensorCount = -1;
-  std::int32_t filterMode = -1;
-  std::int32_t dataAcquisitionMode = -1;
-  std::int32_t impedanceDriverMode = -1;
-  std::int32_t analogResetMode = -1;
-  double samplingRate = -1.0;
-  double accelerometerRate = -1.0;
+  // The numbers are atomics: whichever thread reads the reply writes them,
+  // while the client may read them during background acquisition.
+  std::atomic<std::int32_t> serialNumber{-1};
+  std::atomic<std::int32_t> sensorCount{-1};
+  std::atomic<std::int32_t> filterMode{-1};
+  std::atomic<std::int32_t> dataAcquisitionMode{-1};
+  std::atomic<std::int32_t> impedanceDriverMode{-1};
+  std::atomic<std::int32_t> analogResetMode{-1};
+  std::atomic<double> samplingRate{-1.0};
+  std::atomic<double> accelerometerRate{-1.0};
   std::string hardwareModel = "???";
   std::string hardwareRevision = "???";
   std::string firmwareRevisionMaster = "???";
@@ -291,15 +429,45 @@ class Headset {
   RingBuffer triggerBuffer;
   std::array<RingBuffer, 4> accelerometerQueue;
 
-  // Packets seen per species handler, until the sample path takes them over.
-  std::uint64_t dataPacketsReceived = 0;
-  std::uint64_t extendedDataPacketsReceived = 0;
-
   // ---- state: sample processing (src/core/) ----
+  // expectedSequenceNumber (block reading) is the packet counter expected
+  // next; the sample path owns it, resynchronisation resets it.
+  SampleCallback sampleCallback = nullptr;
+  void* sampleCallbackData = nullptr;  // handed back to sampleCallback untouched
+  // The accelerometer reading the sources show, and the queued one that takes
+  // over once a sample's time reaches its own.
+  AccelerometerSample currentAccelerometer;
+  AccelerometerSample nextAccelerometer;
 
   // ---- state: buffering controller (src/core/) ----
+  std::uint32_t batchSize = 0;             // samples per batch
+  std::uint64_t batchIndex = 0;            // batches released since the last configuration
+  std::uint64_t rebaseBatchIndex = 0;      // batchIndex at the last rebase
+  std::uint64_t lastUpdateBatchIndex = 0;  // batchIndex at the last controller update
+  double rebaseTime = 0.0;                 // precision time at the last rebase
+  double targetDelay = 0.0;                // seconds meant to stay buffered after a batch
+  double estimatedSampleRate = 0.0;        // the rate the pacing clock runs at
+  double updateInterval = 0.0;             // seconds between controller updates
+  double smoothing = 0.0;                  // weight of the previous smoothed delay
+  double smoothedDelay = 0.0;              // smoothed seconds of buffered data
+  double gainP = 0.0;
+  double gainI = 0.0;
+  double gainD = 0.0;
+  double previousError = 0.0;
+  // Controller updates since the last full rebase.
+  double updateCount = 0.0;
+  double integratedError = 0.0;
+  // Seconds the pacing clock is off the nominal sample clock since the rebase.
+  double driftCorrection = 0.0;
 
   // ---- state: lifecycle and threads (src/core/) ----
+  // Seconds of silence before the watchdog verifies the link; 0 or less
+  // means no watchdog.
+  double watchdogInterval = 0.0;
+  // Declared last so that they are destroyed first, while everything their
+  // bodies touch still exists.
+  AcquisitionThread acquisitionThread{*this};
+  DataWatchdog dataWatchdog{*this};
 };
 
 }  // namespace QVT

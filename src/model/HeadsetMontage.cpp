@@ -118,7 +118,7 @@ void Headset::ChooseChannels(const std::string& requestedChannels, const std::st
   if (!failures.empty()) throw failures;
 
   chosenChannels = Join(" ", words);
-  // TODO(buffering): FlushBuffers() belongs here, before the "raw" stage is made.
+  FlushBuffers();
   ProcessingStage* raw = AddProcessingStage("raw", nullptr, nullptr, nullptr);
   raw->BorrowChannels(MontageChannels());
 }

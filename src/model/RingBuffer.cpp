@@ -41,6 +41,13 @@ void RingBuffer::Clear() {
   reading.store(false);
 }
 
+void RingBuffer::Flush() {
+  sum.store(0.0);
+  readIndex.store(writeIndex.load());
+  count.store(0);
+  overflow.store(0);
+}
+
 // A zero-length select() does not give up the processor; yielding lets the
 // holder of the lock run when both threads share a core.
 void RingBuffer::LockAsWriter() {

@@ -20,6 +20,9 @@ class RingBuffer {
   // reallocate only while nobody writes or reads.
   void Allocate(unsigned long n);
   void Clear();
+  // Marks every value as read and zeroes the sum and the overflow count; the
+  // slots keep their values. Like Clear, only while nobody writes or reads.
+  void Flush();
 
   // Overwrites the oldest unread value when full, counting it as overflow.
   // Does nothing on an unallocated buffer.

@@ -97,7 +97,11 @@ bool Headset::QueryAcquisitionSettings() {
 bool Headset::ConfigureAcquisitionSettings(unsigned short a, unsigned short b) {
   const auto first = U16(a), second = U16(b);
   const std::array<std::uint8_t, 4> payload{first[0], first[1], second[0], second[1]};
-  return Request(*this, Dest::Master, Family::AcquisitionSettings, payload.data(), payload.size());
+  const double rateBefore = samplingRate;
+  const bool sent = Request(*this, Dest::Master, Family::AcquisitionSettings, payload.data(), payload.size());
+  // The pacing clock must restart at a new sampling rate.
+  if (samplingRate != rateBefore) RebaseBufferingController(samplingRate, true);
+  return sent;
 }
 
 bool Headset::QueryDataAcquisitionMode() {

@@ -13,12 +13,15 @@ static int CountingCallback(const char* message, int level) {
   return 0;
 }
 
-int main(void) {
-  const unsigned char bytes[2] = {0x41, 0x0A};
-  QVT_MessageCallback callback = CountingCallback;
-  int failures = 0;
+static void Smooth(QVT_Headset* headset, double sampleTime, void* stage) {
+  (void)headset;
+  (void)sampleTime;
+  (void)stage;
+}
 
-  QVT_SetErrorCallback(callback);
+static int Globals(void) {
+  const unsigned char bytes[2] = {0x41, 0x0A};
+  int failures = 0;
   failures += Load_QVT_API() != 0;
   failures += strcmp(QVT_GetAPIVersion(), "1.20.4") != 0;
   failures += strcmp(QVT_PythonString(bytes, sizeof bytes, 0), "\"A\\n\"") != 0;
@@ -28,6 +31,46 @@ int main(void) {
   failures += QVT_Error() != NULL;
   failures += QVT_ClearError() != NULL;
   failures += callbackCalls != 0;
+  return failures;
+}
+
+/* One call or more of each handle family on a headset that has no link. */
+static int Families(void) {
+  int failures = 0;
+  QVT_Headset* headset = QVT_Headset_New(NULL);
+  QVT_ProcessingStage* stage;
+  QVT_Channel* channel;
+  QVT_SampleCallback onSample = NULL;
+  QVT_ProcessingStageFunction work = Smooth;
+
+  if (headset == NULL) return 1;
+  QVT_Headset_SetMessageCallback(headset, NULL);
+  QVT_Headset_SetSampleCallback(headset, onSample, NULL);
+  failures += QVT_Headset_IsConnected(headset) != 0;
+  failures += strcmp(QVT_Headset_GetHardwareModel(headset), "???") != 0;
+  failures += QVT_Headset_GetSamplingRate(headset) != -1.0;
+
+  stage = QVT_Headset_AddProcessingStage(headset, "smooth", work, NULL, NULL);
+  channel = QVT_ProcessingStage_AddChannel(stage, "avg", 4);
+  QVT_ProcessingStage_Write(stage, 0, 2.5);
+  failures += QVT_ProcessingStage_Read(stage, 0, 0) != 2.5;
+  failures += strcmp(QVT_ProcessingStage_GetName(stage), "smooth") != 0;
+  failures += QVT_Channel_ReadBuffered(channel) != 2.5;
+  failures += strcmp(QVT_Channel_GetName(channel), "avg") != 0;
+  failures += QVT_Error() != NULL;
+
+  failures += QVT_Headset_GetSourceByIndex(headset, 0) != NULL;
+  failures += QVT_Source_GetGain(NULL) != 0.0;
+  failures += strcmp(QVT_ClearError(), "NULL Source pointer") != 0;
+  failures += callbackCalls != 2;
+  QVT_Headset_Delete(headset);
+  return failures;
+}
+
+int main(void) {
+  int failures;
+  QVT_SetErrorCallback(CountingCallback);
+  failures = Globals() + Families();
   QVT_SetErrorCallback(NULL);
   if (failures) fprintf(stderr, "%d checks failed\n", failures);
   return failures != 0;

@@ -1,7 +1,8 @@
 #!/usr/bin/env python3
-"""The shared library exports exactly the functions its public header declares.
+"""The shared library exports exactly the functions its public header declares,
+and, when COUNT is given, that many of them.
 
-Usage: check_exports.py LIBRARY HEADER
+Usage: check_exports.py LIBRARY HEADER [COUNT]
 """
 import re
 import subprocess
@@ -42,6 +43,9 @@ def main():
         if not (name.startswith("QVT_") or name == "Load_QVT_API"):
             print("exported name outside the interface: " + name)
             status = 1
+    if len(sys.argv) > 3 and len(exported) != int(sys.argv[3]):
+        print("expected %s exported functions" % sys.argv[3])
+        status = 1
     print("%d functions exported, %d declared" % (len(exported), len(declared)))
     return status
 

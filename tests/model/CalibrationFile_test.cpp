@@ -8,7 +8,7 @@
 #include <string>
 
 #include "core/Headset.h"
-#include "support/CalibrationImages.h"
+#include "headset/CalibrationImages.h"
 
 using QVT::CalibrationImage;
 

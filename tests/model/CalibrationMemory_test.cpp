@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "core/Headset.h"
-#include "support/CalibrationImages.h"
+#include "headset/CalibrationImages.h"
 
 using QVT::CalibrationImage;
 namespace SourceID = QVT::SourceID;

@@ -6,7 +6,7 @@
 #include <string>
 
 #include "core/Headset.h"
-#include "support/HeadsetWire.h"
+#include "headset/HeadsetWire.h"
 #include "support/MessageRecorder.h"
 #include "util/DataStreamError.h"
 #include "util/Text.h"

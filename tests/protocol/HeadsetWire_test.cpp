@@ -1,6 +1,6 @@
 // The test-side encoders and decoder, pinned to byte strings written out by
 // hand, so that they can be trusted to judge the library.
-#include "support/HeadsetWire.h"
+#include "headset/HeadsetWire.h"
 
 #include <gtest/gtest.h>
 

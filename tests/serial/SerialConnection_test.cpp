@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-#include "support/PseudoTerminal.h"
+#include "headset/PseudoTerminal.h"
 #include "util/Timing.h"
 
 using QVT::SerialConnection;

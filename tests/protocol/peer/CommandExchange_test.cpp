@@ -13,10 +13,10 @@
 #include <thread>
 
 #include "core/Headset.h"
-#include "support/HeadsetPeer.h"
-#include "support/HeadsetWire.h"
+#include "headset/HeadsetPeer.h"
+#include "headset/HeadsetWire.h"
+#include "headset/PseudoTerminal.h"
 #include "support/MessageRecorder.h"
-#include "support/PseudoTerminal.h"
 #include "util/Text.h"
 
 namespace {

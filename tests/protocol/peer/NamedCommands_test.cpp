@@ -10,10 +10,10 @@
 #include <string>
 
 #include "core/Headset.h"
-#include "support/HeadsetPeer.h"
-#include "support/HeadsetWire.h"
+#include "headset/HeadsetPeer.h"
+#include "headset/HeadsetWire.h"
+#include "headset/PseudoTerminal.h"
 #include "support/MessageRecorder.h"
-#include "support/PseudoTerminal.h"
 #include "util/Text.h"
 
 namespace {
@@ -52,7 +52,7 @@ double SecondsSince(std::chrono::steady_clock::time_point start) {
 
 class NamedCommands : public ::testing::Test {
  protected:
-  NamedCommands() : headset("deferred"), peer(pty) {
+  NamedCommands() : peer(pty), headset("deferred") {
     headset.messageCallback = MessageRecorder::Callback;
     headset.Connect(pty.SlavePath(), false);
     MessageRecorder::Clear();
@@ -71,9 +71,10 @@ class NamedCommands : public ::testing::Test {
     return result;
   }
 
+  // The peer outlives the headset, so that the headset's clean-up is answered.
   PseudoTerminal pty;
-  Headset headset;
   HeadsetPeer peer;
+  Headset headset;
   std::size_t consumed = 0;
 };
 

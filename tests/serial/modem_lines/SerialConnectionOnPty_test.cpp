@@ -7,8 +7,8 @@
 #include <chrono>
 #include <thread>
 
+#include "headset/PseudoTerminal.h"
 #include "serial/SerialConnection.h"
-#include "support/PseudoTerminal.h"
 
 using QVT::SerialConnection;
 using QVT::testing::PseudoTerminal;

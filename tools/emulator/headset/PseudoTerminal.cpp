@@ -1,4 +1,4 @@
-#include "support/PseudoTerminal.h"
+#include "headset/PseudoTerminal.h"
 
 #include <fcntl.h>
 #include <stdlib.h>

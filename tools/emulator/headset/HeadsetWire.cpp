@@ -1,4 +1,4 @@
-#include "support/HeadsetWire.h"
+#include "headset/HeadsetWire.h"
 
 #include <algorithm>
 

@@ -1,4 +1,4 @@
-#include "support/CalibrationImages.h"
+#include "headset/CalibrationImages.h"
 
 #include <cstddef>
 #include <initializer_list>

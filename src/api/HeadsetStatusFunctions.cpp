@@ -1,0 +1,113 @@
+// The exported functions that report a headset's state: alarms, battery,
+// identity, modes and rates, and the information report.
+#include "api/Boundary.h"
+#include "core/Headset.h"
+
+using QVT::api::Guarded;
+using QVT::api::GuardedString;
+using QVT::api::GuardedVoid;
+
+namespace {
+
+constexpr const char* kHeadset = "Headset";
+
+template <typename Result, typename Value>
+Result Reported(QVT_Headset* headset, Value value) {
+  return Guarded<Result>(Result{}, [&] { return static_cast<Result>(value(*POINTER(headset, kHeadset))); });
+}
+
+template <typename Value>
+const char* ReportedText(QVT_Headset* headset, Value value) {
+  return GuardedString([&] { return value(*POINTER(headset, kHeadset)); });
+}
+
+}  // namespace
+
+extern "C" {
+
+// ---- alarms ---------------------------------------------------------------------------
+
+QVT_API int QVT_Headset_GetAlarm(QVT_Headset* headset, int remove) {
+  return Guarded(0, [&] { return POINTER(headset, kHeadset)->GetAlarm(remove != 0); });
+}
+
+QVT_API unsigned QVT_Headset_GetNumberOfAlarms(QVT_Headset* headset) {
+  return Guarded(0u, [&] { return static_cast<unsigned>(POINTER(headset, kHeadset)->NumberOfAlarms()); });
+}
+
+QVT_API void QVT_Headset_ClearAlarms(QVT_Headset* headset) {
+  GuardedVoid([&] { POINTER(headset, kHeadset)->ClearAlarms(); });
+}
+
+QVT_API int QVT_Headset_IsBlueToothInitialized(QVT_Headset* headset) {
+  return Reported<int>(headset, [](const QVT::Headset& h) { return h.connectionCreated ? 1 : 0; });
+}
+
+// ---- battery and identity ------------------------------------------------------------------
+
+// Readings count from 1; anything else is no reading at all.
+QVT_API double QVT_Headset_GetBatteryLevel(QVT_Headset* headset, int which) {
+  return Reported<double>(headset, [&](const QVT::Headset& h) {
+    return which == 1 ? h.batteryLevel1 : which == 2 ? h.batteryLevel2 : 0.0;
+  });
+}
+
+QVT_API const char* QVT_Headset_GetBatteryLevelString(QVT_Headset* headset) {
+  return ReportedText(headset, [](const QVT::Headset& h) { return h.BatteryLevel(); });
+}
+
+QVT_API const char* QVT_Headset_GetHardwareModel(QVT_Headset* headset) {
+  return ReportedText(headset, [](const QVT::Headset& h) { return h.hardwareModel; });
+}
+
+QVT_API const char* QVT_Headset_GetHardwareRevision(QVT_Headset* headset) {
+  return ReportedText(headset, [](const QVT::Headset& h) { return h.hardwareRevision; });
+}
+
+QVT_API const char* QVT_Headset_GetFirmwareRevision(QVT_Headset* headset) {
+  return ReportedText(headset, [](const QVT::Headset& h) { return h.FirmwareRevision(); });
+}
+
+QVT_API const char* QVT_Headset_GetInfoString(QVT_Headset* headset) {
+  return ReportedText(headset, [](const QVT::Headset& h) { return h.InfoString(); });
+}
+
+// ---- reported values ----------------------------------------------------------------------
+
+QVT_API int QVT_Headset_GetSensorCount(QVT_Headset* headset) {
+  return Reported<int>(headset, [](const QVT::Headset& h) { return h.sensorCount.load(); });
+}
+
+QVT_API int QVT_Headset_GetSerialNumber(QVT_Headset* headset) {
+  return Reported<int>(headset, [](const QVT::Headset& h) { return h.serialNumber.load(); });
+}
+
+QVT_API double QVT_Headset_GetSamplingRate(QVT_Headset* headset) {
+  return Reported<double>(headset, [](const QVT::Headset& h) { return h.samplingRate.load(); });
+}
+
+QVT_API double QVT_Headset_GetAccelerometerRate(QVT_Headset* headset) {
+  return Reported<double>(headset, [](const QVT::Headset& h) { return h.accelerometerRate.load(); });
+}
+
+QVT_API int QVT_Headset_GetFilterMode(QVT_Headset* headset) {
+  return Reported<int>(headset, [](const QVT::Headset& h) { return h.filterMode.load(); });
+}
+
+QVT_API int QVT_Headset_GetDataAcquisitionMode(QVT_Headset* headset) {
+  return Reported<int>(headset, [](const QVT::Headset& h) { return h.dataAcquisitionMode.load(); });
+}
+
+QVT_API int QVT_Headset_GetImpedanceDriverMode(QVT_Headset* headset) {
+  return Reported<int>(headset, [](const QVT::Headset& h) { return h.impedanceDriverMode.load(); });
+}
+
+QVT_API int QVT_Headset_GetAnalogResetMode(QVT_Headset* headset) {
+  return Reported<int>(headset, [](const QVT::Headset& h) { return h.analogResetMode.load(); });
+}
+
+QVT_API double QVT_Headset_GetImpedanceCMF(QVT_Headset* headset) {
+  return Reported<double>(headset, [](const QVT::Headset& h) { return h.ImpedanceCMF(); });
+}
+
+}  // extern "C"

@@ -1,0 +1,246 @@
+// The buffering controller, which paces batches against the headset's true
+// sample rate, and the operations that measure, drain, flush and size the
+// buffers.
+#include <algorithm>
+#include <array>
+#include <limits>
+#include <sstream>
+
+#include "core/BufferingController.h"
+#include "core/Headset.h"
+#include "util/Timing.h"
+
+namespace QVT {
+
+namespace {
+
+// Closer than this to a release the wait spins instead of sleeping.
+constexpr double kReleaseMargin = 0.002;
+// Synchronous block reads stop this long before a release, so that a read
+// cannot delay it.
+constexpr double kReadMargin = 0.067;
+constexpr double kPollInterval = 0.001;
+constexpr double kSettleDelay = 0.003;
+
+template <class F>
+void ForEachDeliveryChannel(const Headset& headset, F&& f) {
+  if (!headset.cascade.empty()) {
+    for (Channel* channel : headset.cascade.back()->channels)
+      if (channel) f(*channel);
+  } else {
+    for (const auto& channel : headset.montage) f(*channel);
+  }
+}
+
+}  // namespace
+
+void Headset::ConfigureBatch(unsigned int size, double delay) {
+  batchSize = size;
+  targetDelay = delay;
+  batchIndex = 0;
+  RebaseBufferingController(samplingRate, true);
+}
+
+void Headset::ConfigureBufferingController(double interval, double smoothingWeight, double p, double i,
+                                           double d) {
+  updateInterval = interval;
+  smoothing = smoothingWeight;
+  gainP = p;
+  gainI = i;
+  gainD = d;
+  batchIndex = 0;
+  RebaseBufferingController(samplingRate, true);
+}
+
+bool Headset::RebaseBufferingController(double sampleRate, bool full) {
+  rebaseBatchIndex = batchIndex;
+  lastUpdateBatchIndex = batchIndex;
+  rebaseTime = PrecisionTime();
+  driftCorrection = 0.0;
+  if (full) updateCount = 0.0;
+  if (sampleRate != 0.0) estimatedSampleRate = sampleRate;
+  return true;
+}
+
+std::vector<Channel*> Headset::DeliveryChannels() const {
+  if (!cascade.empty()) return cascade.back()->channels;
+  return MontageChannels();
+}
+
+unsigned long Headset::Buffered() const {
+  bool any = false;
+  unsigned long fewest = std::numeric_limits<unsigned long>::max();
+  ForEachDeliveryChannel(*this, [&](const Channel& channel) {
+    any = true;
+    fewest = std::min<unsigned long>(fewest, channel.buffer.Count());
+  });
+  return any ? fewest : 0;
+}
+
+unsigned long Headset::BufferOverflow() const {
+  unsigned long most = 0;
+  ForEachDeliveryChannel(*this, [&](const Channel& channel) {
+    most = std::max<unsigned long>(most, channel.buffer.Overflow());
+  });
+  return most;
+}
+
+void Headset::WaitForSamples(unsigned long n) {
+  while (Buffered() < n) {
+    Sleep(kPollInterval);
+    if (!BackgroundAcquisitionRunning()) TryToReadBlock();
+  }
+}
+
+void Headset::WasteSamples(unsigned long n) {
+  const unsigned long buffered = Buffered();
+  if (buffered <= n) return;
+  // Counted over the delivery channels but drained from the montage, even
+  // behind a processing stage.
+  const unsigned long excess = buffered - n;
+  for (const auto& channel : montage)
+    for (unsigned long k = 0; k < excess; ++k) channel->buffer.Read();
+}
+
+double Headset::WaitForBatch() {
+  const double fs = samplingRate;
+  const unsigned long size = batchSize;
+  const unsigned long target = Buffering::SamplesIn(fs, targetDelay);
+  const double batchSeconds = static_cast<double>(size) / fs;
+  const auto batchDuration = [&](std::uint64_t batches) {
+    return static_cast<double>(batches) * batchSeconds;
+  };
+  bool reset = false;
+  double timestamp = 0.0;
+
+  if (batchIndex == 0) {
+    // Prime: exactly a batch, a small cushion and the target wait.
+    const unsigned long primed = Buffering::SaturatingAdd(size + 4, target);
+    WaitForSamples(primed);
+    WasteSamples(primed);
+    Sleep(kSettleDelay);
+    RebaseBufferingController(fs, true);
+    timestamp = serial.Elapsed();
+    reset = true;
+  } else {
+    driftCorrection += static_cast<double>(size) / estimatedSampleRate - static_cast<double>(size) / fs;
+    const double release = rebaseTime + batchDuration(batchIndex - rebaseBatchIndex) + driftCorrection;
+    const unsigned long overfull = Buffering::SaturatingAdd(3 * size, target);
+    while (PrecisionTime() < release) {
+      const unsigned long buffered = Buffered();
+      if (buffered > overfull) {
+        RebaseBufferingController(fs, true);
+        if (WouldIssue(2)) {
+          std::ostringstream text;
+          text << "Discharging buffer and resetting controller (triggered by " << buffered
+               << " samples in buffer)";
+          IssueMessage(text.str(), 2);
+        }
+        reset = true;
+        break;
+      }
+      if (PrecisionTime() < release - kReleaseMargin) Sleep(kPollInterval);
+      if (!BackgroundAcquisitionRunning() && PrecisionTime() < release - kReadMargin) TryToReadBlock();
+    }
+    timestamp = serial.Elapsed();
+
+    if (Buffered() < size) {
+      if (WouldIssue(2)) IssueMessage("Real-time violation - refilling buffer and resetting controller", 2);
+      WaitForSamples(size);
+      RebaseBufferingController(fs, true);
+      timestamp = serial.Elapsed();
+      Sleep(kSettleDelay);
+      reset = true;
+    }
+  }
+
+  // Seconds that will remain after this batch is taken.
+  const double delay = (static_cast<double>(Buffered()) - static_cast<double>(size)) / fs;
+  smoothedDelay = batchIndex != 0 ? smoothing * smoothedDelay + (1.0 - smoothing) * delay : delay;
+
+  updateInterval = Buffering::RoundToMultiple(updateInterval, batchSeconds);
+  const double dt = batchDuration(batchIndex - lastUpdateBatchIndex);
+  // A batch of no samples takes no time and would divide by zero below.
+  if (!reset && dt >= updateInterval && dt > 0.0) {
+    const double error = smoothedDelay - targetDelay;
+    const Buffering::ControllerUpdate update = Buffering::UpdateController(
+        error, integratedError, previousError, updateCount < 2.0, dt, {gainP, gainI, gainD}, fs);
+    integratedError = update.integratedError;
+    previousError = error;
+    RebaseBufferingController(update.sampleRate, false);
+    if (WouldIssue(4)) {
+      std::ostringstream text;
+      text << "Buffering error = " << error << "; integrated = " << integratedError
+           << "; derivative = " << update.derivative << "; correction = " << -update.correction;
+      IssueMessage(text.str(), 4);
+    }
+    if (WouldIssue(3)) {
+      std::ostringstream text;
+      text.precision(15);
+      text << "Estimated sample rate updated to " << estimatedSampleRate;
+      IssueMessage(text.str(), 3);
+    }
+    updateCount += 1.0;
+  }
+
+  ++batchIndex;
+  return timestamp;
+}
+
+// The sums restart from 0 although the slots keep their old values, and
+// the montage's own buffers are not walked: both on purpose. The "raw"
+// stage is a view of the montage, so its channels are flushed as its outputs.
+void Headset::FlushBuffers() {
+  for (Source* source : montageSources) {
+    source->eegInPhase.Flush();
+    source->eegQuadrature.Flush();
+    source->cmfInPhase.Flush();
+    source->cmfQuadrature.Flush();
+    source->plainSignal.Flush();
+  }
+  for (const auto& stage : cascade)
+    for (Channel* channel : stage->channels)
+      if (channel) channel->buffer.Flush();
+}
+
+void Headset::ReallocateBuffers(double bufferSeconds, double averagingSeconds) {
+  // Recorded first, so that sources and channels made later get the same
+  // sizes as the ones reallocated here.
+  impedanceSeconds = averagingSeconds;
+  channelBufferLength = std::max(Buffering::SamplesIn(samplingRate, bufferSeconds), 1UL);
+  const unsigned long averagingLength = ImpedanceAveragingLength();
+  for (const auto& source : sources) {
+    source->eegInPhase.Allocate(averagingLength);
+    source->eegQuadrature.Allocate(averagingLength);
+    source->cmfInPhase.Allocate(averagingLength);
+    source->cmfQuadrature.Allocate(averagingLength);
+    source->plainSignal.Allocate(averagingLength);
+  }
+  for (const auto& channel : montage) channel->buffer.Allocate(MontageBufferLength());
+}
+
+void Headset::ReallocateStageBuffers(ProcessingStage* stage, double bufferSeconds) {
+  if (!stage) return;
+  const unsigned long length = std::max(Buffering::SamplesIn(samplingRate, bufferSeconds), 1UL);
+  for (Channel* channel : stage->channels)
+    if (channel) channel->buffer.Allocate(length);
+}
+
+unsigned long Headset::FlushData(double seconds) {
+  const double start = serial.Elapsed();
+  if (!serial.IsOpen() && serial.SimulatedInput() == nullptr) return 0;
+  // What is flushed is never looked at; one buffer per thread keeps
+  // concurrent flushes of several headsets free of data races.
+  static thread_local std::array<std::uint8_t, 4000> scratch;
+  unsigned long total = 0;
+  for (;;) {
+    const int got = serial.Receive(scratch.data(), scratch.size(), 0.0);
+    total += static_cast<unsigned long>(got);
+    if (got == 0 || serial.Elapsed() >= start + seconds) break;
+    Sleep(0.05);
+    if (!serial.IsOpen() && serial.SimulatedInput() == nullptr) break;
+  }
+  return total;
+}
+
+}  // namespace QVT

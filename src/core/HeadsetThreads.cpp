@@ -1,0 +1,97 @@
+// The background acquisition thread, the data watchdog, and the ways a client
+// reads the link on its own thread.
+#include "core/Headset.h"
+#include "util/Timing.h"
+
+namespace QVT {
+
+namespace {
+
+constexpr double kThreadPoll = 0.001;
+constexpr double kWatchdogPeriod = 1.0;
+// The watchdog sleeps its second in slices so that a stop request does not
+// wait for the whole of it.
+constexpr double kWatchdogSlice = 0.01;
+// A read that found nothing on a simulated link returns at once; this keeps
+// Idle from spinning.
+constexpr double kIdlePause = 0.001;
+
+}  // namespace
+
+void Headset::StopAndWaitFor(Thread& thread) {
+  thread.RequestStop();
+  while (thread.Running() && !thread.Finished()) Sleep(kThreadPoll);
+}
+
+int Headset::AcquisitionThread::Run() {
+  // Mode -1 (never reported) counts as streaming: a simulated link is read
+  // without being told to start.
+  const bool wasStreaming = headset.DataAcquisitionModeNow() != 0;
+  if (!wasStreaming) headset.StartDataAcquisition();
+  if (!StopRequested()) {
+    while (headset.DataAcquisitionModeNow() != 0) {
+      headset.TryToReadBlock();
+      Sleep(kThreadPoll);
+      if (StopRequested()) break;
+    }
+  }
+  if (!wasStreaming && headset.DataAcquisitionModeNow() != 0) headset.StopDataAcquisition();
+  return 0;
+}
+
+int Headset::DataWatchdog::Run() {
+  while (!StopRequested()) {
+    const double wake = PrecisionTime() + kWatchdogPeriod;
+    while (!StopRequested() && PrecisionTime() < wake) Sleep(kWatchdogSlice);
+    if (StopRequested()) break;
+    if (headset.serial.Elapsed() - headset.lastDataTime >= headset.watchdogInterval) {
+      headset.VerifyConnection();
+      if (headset.linkLost) break;
+    }
+  }
+  return 0;
+}
+
+bool Headset::StartBackgroundAcquisition() {
+  StopAndWaitFor(acquisitionThread);
+  return acquisitionThread.Start();
+}
+
+void Headset::StopBackgroundAcquisition() { acquisitionThread.RequestStop(); }
+
+bool Headset::BackgroundAcquisitionRunning() const {
+  return acquisitionThread.Running() && !acquisitionThread.Finished();
+}
+
+void Headset::ReadBlocksFor(double seconds) {
+  const double end = serial.Elapsed() + seconds;
+  do {
+    if (!TryToReadBlock()) Sleep(kIdlePause);
+  } while (serial.Elapsed() < end);
+}
+
+void Headset::Idle(double seconds) {
+  if (seconds >= 0.0) {
+    ReadBlocksFor(seconds);
+    return;
+  }
+  for (;;)
+    if (!TryToReadBlock()) Sleep(kIdlePause);
+}
+
+void Headset::Receive(double duration, double lingerTime) {
+  const double start = serial.Elapsed();
+  if (DataAcquisitionModeNow() == 0) StartDataAcquisition();
+  while (DataAcquisitionModeNow() != 0) {
+    if (duration >= 0.0 && serial.Elapsed() >= start + duration) {
+      StopDataAcquisition();
+      break;
+    }
+    TryToReadBlock();
+  }
+  if (lingerTime == 0.0) return;
+  if (lingerTime < 0.0) Idle(-1.0);
+  ReadBlocksFor(lingerTime);
+}
+
+}  // namespace QVT

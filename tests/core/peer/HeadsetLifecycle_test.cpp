@@ -1,0 +1,289 @@
+// A headset on a pseudo-terminal whose other end plays a whole headset: the
+// connect handshake, the information report, background acquisition, a link
+// that falls silent, and deletion while data streams.
+#include <gtest/gtest.h>
+#include <time.h>
+
+#include <chrono>
+#include <ctime>
+#include <functional>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include "core/Headset.h"
+#include "headset/CalibrationImages.h"
+#include "headset/HeadsetPeer.h"
+#include "headset/PseudoTerminal.h"
+#include "support/MessageRecorder.h"
+#include "util/Timing.h"
+
+namespace {
+
+using QVT::Headset;
+using QVT::testing::HeadsetPeer;
+using QVT::testing::MessageRecorder;
+using QVT::testing::PeerProfile;
+using QVT::testing::PeerReaction;
+using QVT::testing::PseudoTerminal;
+using QVT::testing::RecordedMessage;
+using QVT::testing::WrittenCommand;
+namespace Family = QVT::CommandFamily;
+
+constexpr int kMaster = 1, kSlave = 2;
+const std::string kStop{1, 0}, kStart{2, 0}, kQuery{0, 0};
+
+bool WaitUntil(const std::function<bool()>& condition, double seconds) {
+  const auto end = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
+  while (!condition()) {
+    if (std::chrono::steady_clock::now() > end) return false;
+    QVT::Sleep(0.005);
+  }
+  return true;
+}
+
+// The payloads of the data acquisition commands the peer saw from index on.
+std::vector<std::string> AcquisitionCommands(const HeadsetPeer& peer, std::size_t from) {
+  std::vector<std::string> payloads;
+  const auto seen = peer.Commands();
+  for (std::size_t i = from; i < seen.size(); ++i)
+    if (seen[i].family == Family::DataAcquisitionMode) payloads.push_back(seen[i].payload);
+  return payloads;
+}
+
+// Streams until the peer has sent this many more data packets.
+bool SeeData(const HeadsetPeer& peer, std::uint64_t packets) {
+  const std::uint64_t start = peer.DataPacketsSent();
+  return WaitUntil([&] { return peer.DataPacketsSent() >= start + packets; }, 3.0);
+}
+
+// One headset through the whole handshake (which sleeps 2 s), shared by the
+// tests that look at it or stream from it afterwards.
+class ConnectedHeadset : public ::testing::Test {
+ protected:
+  static void SetUpTestSuite() {
+    pty = new PseudoTerminal;
+    PeerProfile profile;
+    profile.calibration = QVT::testing::TenTwentyCalibrationImage();
+    peer = new HeadsetPeer(*pty, profile);
+    MessageRecorder::Clear();
+    headset = new Headset("deferred");
+    headset->messageCallback = MessageRecorder::Callback;
+    headset->verbosity = 2;
+    const auto start = std::chrono::steady_clock::now();
+    headset->Connect(pty->SlavePath(), true);
+    handshakeSeconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    handshakeMessages = MessageRecorder::All();
+    headset->verbosity = 1;
+  }
+  static void TearDownTestSuite() {
+    delete headset;  // first, while the peer still answers
+    delete peer;
+    delete pty;
+  }
+
+  static PseudoTerminal* pty;
+  static HeadsetPeer* peer;
+  static Headset* headset;
+  static double handshakeSeconds;
+  static std::vector<RecordedMessage> handshakeMessages;
+};
+
+PseudoTerminal* ConnectedHeadset::pty = nullptr;
+HeadsetPeer* ConnectedHeadset::peer = nullptr;
+Headset* ConnectedHeadset::headset = nullptr;
+double ConnectedHeadset::handshakeSeconds = 0.0;
+std::vector<RecordedMessage> ConnectedHeadset::handshakeMessages;
+
+TEST_F(ConnectedHeadset, HandshakeQueriesTheHeadsetInOrder) {
+  // Destination, family and payload; the clock is set to the computer's time.
+  using Seen = std::tuple<int, int, std::string>;
+  std::vector<Seen> expected = {
+      {kMaster, Family::Echo, "QVT Ready"},         {kMaster, Family::DataAcquisitionMode, kStop},
+      {kMaster, Family::DeviceIdentification, ""},  {kMaster, Family::SerialNumberAndSensorCount, ""},
+      {kMaster, Family::FirmwareRevision, ""},      {kSlave, Family::FirmwareRevision, ""},
+      {kMaster, Family::FirmwareRevisionSub, ""},   {kSlave, Family::FirmwareRevisionSub, ""},
+      {kMaster, Family::RealTimeClock, "(now)"},    {kMaster, Family::BatteryMonitor, {1, 0}},
+      {kSlave, Family::ImpedanceDriverMode, kStop}, {kMaster, Family::AnalogResetMode, kStop}};
+  for (char page = 0; page < 8; ++page)
+    expected.emplace_back(kMaster, Family::CalibrationMemory, std::string{page, 0});
+  expected.insert(expected.end(), {{kSlave, Family::ImpedanceDriverMode, kQuery},
+                                   {kMaster, Family::AnalogResetMode, kQuery},
+                                   {kMaster, Family::RealTimeClock, ""},
+                                   {kSlave, Family::AccelerometerRate, ""}});
+  std::vector<Seen> seen;
+  for (const WrittenCommand& c : peer->Commands()) {
+    EXPECT_TRUE(c.crcValid);
+    const bool setsClock = c.family == Family::RealTimeClock && c.payload.size() == 6;
+    seen.emplace_back(c.destination, c.family, setsClock ? "(now)" : c.payload);
+  }
+  EXPECT_EQ(seen, expected);
+  EXPECT_GE(handshakeSeconds, 2.0);  // the battery monitor settles
+
+  EXPECT_EQ(headset->samplingRate, 300.0);
+  EXPECT_FALSE(headset->montage.empty());
+  EXPECT_EQ(headset->GetAlarm(false), 527);  // the battery level alarm
+  for (const RecordedMessage& m : handshakeMessages) EXPECT_GT(m.level, 1) << m;
+  EXPECT_EQ(handshakeMessages.front(), (RecordedMessage{"Connected to " + pty->SlavePath(), 2}));
+}
+
+// The date in a report line, checked to be within a minute of now.
+bool IsRecentDate(const std::string& text) {
+  std::tm local{};
+  const char* end = strptime(text.c_str(), "%Y-%m-%d %H:%M:%S", &local);
+  if (end == nullptr || *end != '\0') return false;
+  local.tm_isdst = -1;
+  const double offset = std::difftime(std::mktime(&local), std::time(nullptr));
+  return offset > -60.0 && offset < 60.0;
+}
+
+TEST_F(ConnectedHeadset, InfoStringAlignsEveryKey) {
+  const Headset& h = *headset;
+  const std::vector<std::string> expected = {
+      "{",
+      "           'HardwareModel' : 'TestHeadset',",
+      "        'HardwareRevision' : 'R1',",
+      "            'SerialNumber' : 12345,",
+      "             'SensorCount' : 24,",
+      "        'FirmwareRevision' : '1.0 (0:1) + 1.0 (0:1)',",
+      "'CalibrationLayoutVersion' : 2,",
+      "          'AllSourceNames' : '" + h.SourceNames(535) + "',",
+      "    'ConnectedSourceNames' : '" + h.SourceNames(19) + "',",
+      "        'FactoryReference' : '" + h.FactoryReferenceDescription() + "',",
+      "  'ChosenDefaultReference' : '" + h.ReferenceDescription() + "',",
+      "                 'Montage' : '" + h.MontageString(true) + "',",
+      "            'SamplingRate' : 300,",
+      "       'AccelerometerRate' : 100,",
+      "            'BatteryLevel' : [ 87, 85 ],",
+      "     'TimeOnboardClockSet' : (date)",
+      " 'TimeOnboardClockQueried' : (date)",
+      "     'TimeBatteryMeasured' : (date)",
+      "              'FilterMode' : 1,",
+      "     'DataAcquisitionMode' : 0,",
+      "     'ImpedanceDriverMode' : 0,",
+      "         'AnalogResetMode' : 0,",
+      "}",
+  };
+  const std::string info = h.InfoString();
+  ASSERT_EQ(info.back(), '}');
+  std::vector<std::string> lines;
+  std::istringstream in(info);
+  for (std::string line; std::getline(in, line);) lines.push_back(line);
+  ASSERT_EQ(lines.size(), expected.size()) << info;
+  for (std::size_t i = 0; i < lines.size(); ++i) {
+    const std::size_t date = expected[i].find("(date)");
+    if (date == std::string::npos) {
+      EXPECT_EQ(lines[i], expected[i]);
+      continue;
+    }
+    // "'YYYY-MM-DD HH:MM:SS',"
+    ASSERT_EQ(lines[i].substr(0, date), expected[i].substr(0, date));
+    const std::string value = lines[i].substr(date);
+    ASSERT_EQ(value.size(), 22u) << lines[i];
+    EXPECT_TRUE(IsRecentDate(value.substr(1, 19))) << lines[i];
+    EXPECT_EQ(value.substr(20), "',");
+  }
+}
+
+TEST_F(ConnectedHeadset, BackgroundAcquisitionStartsStopsAndRestarts) {
+  const std::size_t before = peer->Commands().size();
+  ASSERT_TRUE(headset->StartBackgroundAcquisition());
+  ASSERT_TRUE(WaitUntil([] { return peer->Streaming(); }, 2.0));
+  EXPECT_TRUE(headset->BackgroundAcquisitionRunning());
+  ASSERT_TRUE(SeeData(*peer, 30));
+
+  // Fresh data: connected, without asking the headset.
+  const std::size_t sent = peer->Commands().size();
+  EXPECT_TRUE(headset->IsConnected());
+  EXPECT_EQ(peer->Commands().size(), sent);
+
+  // Stopping only asks; starting again waits for the old thread, which stops
+  // the stream it started, and then starts it anew.
+  headset->StopBackgroundAcquisition();
+  ASSERT_TRUE(headset->StartBackgroundAcquisition());
+  ASSERT_TRUE(WaitUntil([] { return peer->Streaming(); }, 2.0));
+  ASSERT_TRUE(SeeData(*peer, 15));
+  headset->StopBackgroundAcquisition();
+  ASSERT_TRUE(WaitUntil([] { return headset->acquisitionThread.Finished(); }, 3.0));
+
+  EXPECT_FALSE(headset->acquisitionThread.Failed()) << headset->acquisitionThread.ErrorMessage();
+  EXPECT_FALSE(headset->BackgroundAcquisitionRunning());
+  EXPECT_FALSE(peer->Streaming());
+  EXPECT_EQ(headset->DataAcquisitionModeNow(), 0);
+  EXPECT_EQ(AcquisitionCommands(*peer, before), (std::vector<std::string>{kStart, kStop, kStart, kStop}));
+}
+
+TEST_F(ConnectedHeadset, BackgroundAcquisitionLeavesAnExistingStreamRunning) {
+  ASSERT_TRUE(headset->StartDataAcquisition());
+  ASSERT_TRUE(peer->Streaming());
+  const std::size_t before = peer->Commands().size();
+
+  ASSERT_TRUE(headset->StartBackgroundAcquisition());
+  ASSERT_TRUE(SeeData(*peer, 30));
+  headset->StopBackgroundAcquisition();
+  ASSERT_TRUE(WaitUntil([] { return headset->acquisitionThread.Finished(); }, 3.0));
+
+  EXPECT_TRUE(peer->Streaming());
+  EXPECT_EQ(headset->DataAcquisitionModeNow(), 1);
+  EXPECT_TRUE(AcquisitionCommands(*peer, before).empty());
+
+  ASSERT_TRUE(headset->StopDataAcquisition());
+  EXPECT_FALSE(peer->Streaming());
+}
+
+// Headsets connected without the handshake; the peer outlives each of them.
+class BareConnection : public ::testing::Test {
+ protected:
+  BareConnection() : peer(pty) { MessageRecorder::Clear(); }
+
+  std::unique_ptr<Headset> Connected(double watchdogInterval = 0.0) {
+    auto headset = std::make_unique<Headset>("deferred");
+    headset->messageCallback = MessageRecorder::Callback;
+    headset->verbosity = 1;
+    headset->SetWatchdogInterval(watchdogInterval);
+    EXPECT_FALSE(headset->dataWatchdog.Running());  // nothing to watch yet
+    headset->Connect(pty.SlavePath(), false);
+    return headset;
+  }
+
+  PseudoTerminal pty;
+  HeadsetPeer peer;
+};
+
+TEST_F(BareConnection, WatchdogReportsASilentLinkOnce) {
+  peer.SetPolicy([](const WrittenCommand&) { return PeerReaction::Silence(); });
+  const auto headset = Connected(0.5);
+  EXPECT_TRUE(headset->dataWatchdog.Running());
+
+  // It verifies once the silence has lasted, then ends with the link lost.
+  ASSERT_TRUE(WaitUntil([&] { return headset->dataWatchdog.Finished(); }, 10.0));
+  EXPECT_TRUE(headset->linkLost);
+  EXPECT_EQ(MessageRecorder::StartingWith("QVT link lost").size(), 1u);
+  const auto seen = peer.Commands();
+  ASSERT_EQ(seen.size(), 1u);
+  EXPECT_EQ(seen[0].family, Family::Echo);
+  EXPECT_EQ(seen[0].payload, "Hi");
+  EXPECT_FALSE(headset->IsConnected());
+}
+
+TEST_F(BareConnection, DeletionWhileStreamingStopsTheStreamPromptly) {
+  for (const bool inBackground : {true, false}) {
+    SCOPED_TRACE(inBackground ? "background acquisition" : "started by the client");
+    auto headset = Connected();
+    ASSERT_TRUE(headset->QueryDataAcquisitionMode());
+    const std::size_t before = peer.Commands().size();
+    ASSERT_TRUE(inBackground ? headset->StartBackgroundAcquisition() : headset->StartDataAcquisition());
+    ASSERT_TRUE(SeeData(peer, 30));
+
+    const auto start = std::chrono::steady_clock::now();
+    headset.reset();
+    EXPECT_LT(std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count(), 1.5);
+    EXPECT_FALSE(peer.Streaming());
+    EXPECT_EQ(AcquisitionCommands(peer, before), (std::vector<std::string>{kStart, kStop}));
+  }
+  EXPECT_TRUE(MessageRecorder::All().empty());
+}
+
+}  // namespace

@@ -1,0 +1,52 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "ChannelStatistics.h"
+#include "ProgressDisplay.h"
+#include "Tables.h"
+
+namespace QVT::Stream {
+namespace {
+
+TEST(ChannelStatistics, MeanRmsAndSpreadOfAKnownSeries) {
+  ChannelStatistics statistics;
+  EXPECT_EQ(statistics.Rms(), 0.0);
+  for (double value : {1.0, -1.0, 3.0, 5.0}) statistics.Add(value);
+  EXPECT_EQ(statistics.Count(), 4u);
+  EXPECT_DOUBLE_EQ(statistics.Mean(), 2.0);
+  EXPECT_DOUBLE_EQ(statistics.Rms(), 3.0);  // sqrt((1 + 1 + 9 + 25) / 4)
+  EXPECT_DOUBLE_EQ(statistics.StandardDeviation(), std::sqrt(5.0));
+}
+
+TEST(ChannelStatistics, SmallSignalSurvivesALargeOffset) {
+  ChannelStatistics statistics;
+  for (int i = 0; i < 100000; ++i) statistics.Add(1e9 + (i % 2 == 0 ? 1.0 : -1.0));
+  EXPECT_NEAR(statistics.StandardDeviation(), 1.0, 1e-6);
+}
+
+TEST(StreamTables, ImpedancesAreGoodOnlyBelowTheThreshold) {
+  EXPECT_EQ(FormatImpedanceTable({{"Fz", 9.9}, {"Cz", 10.0}, {"Pz", -1.0}, {"A1", 0.0, true}}, 10.0),
+            "electrode impedance\n"
+            "Fz             9.9 kOhm  good\n"
+            "Cz            10.0 kOhm  poor\n"
+            "Pz           not measured\n"
+            "A1              reference\n");
+}
+
+TEST(StreamTables, ImpedanceColumnAppearsOnlyWhenMeasured) {
+  ChannelRow row{"Fz", {}, -1.0};
+  row.statistics.Add(2.0);
+  EXPECT_EQ(FormatChannelTable({row}).find("impedance"), std::string::npos);
+  row.impedanceKOhm = 4.24;
+  EXPECT_NE(FormatChannelTable({row}).find("4.2 kOhm"), std::string::npos);
+}
+
+TEST(StreamProgress, RateIsZeroBeforeAnyTimeHasPassed) {
+  EXPECT_EQ(FormatProgress({0.0, 10, 3, 0}),
+            "elapsed 0.0 s  samples 10  rate 0.0 Hz  buffered 3  overflowed 0");
+  EXPECT_NE(FormatProgress({2.0, 600, 0, 0}).find("rate 300.0 Hz"), std::string::npos);
+}
+
+}  // namespace
+}  // namespace QVT::Stream

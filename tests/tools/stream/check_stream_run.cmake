@@ -1,0 +1,28 @@
+# Runs qvt-stream and checks its exit status and output.
+#   MODE=connection_failure: a missing port fails with status 1 and one line.
+#   MODE=emulated: a short stream against the virtual headset succeeds and
+#   ends with the channel table.
+if(MODE STREQUAL "connection_failure")
+  execute_process(COMMAND ${STREAM} --port /nonexistent --seconds 1
+    RESULT_VARIABLE status OUTPUT_VARIABLE out ERROR_VARIABLE err TIMEOUT 60)
+  if(NOT status EQUAL 1)
+    message(FATAL_ERROR "exit status ${status}, expected 1; stderr: ${err}")
+  endif()
+  if(NOT err MATCHES "^qvt-stream: [^\n]*/nonexistent[^\n]*\n$")
+    message(FATAL_ERROR "expected one qvt-stream line on stderr, got:\n${err}")
+  endif()
+elseif(MODE STREQUAL "emulated")
+  execute_process(COMMAND ${EMULATOR} -- ${STREAM} --seconds 2 --impedance 1
+    RESULT_VARIABLE status OUTPUT_VARIABLE out ERROR_VARIABLE err TIMEOUT 120)
+  if(NOT status EQUAL 0)
+    message(FATAL_ERROR "exit status ${status}\nstdout:\n${out}\nstderr:\n${err}")
+  endif()
+  foreach(expected "Headset +[^\n]*serial number" "Montage +[1-9][0-9]* channels" "kOhm +(good|poor)"
+                   "[1-9][0-9]* samples in [0-9.]+ s" "\nchannel +mean +rms +sd +impedance\n")
+    if(NOT out MATCHES "${expected}")
+      message(FATAL_ERROR "output lacks \"${expected}\":\n${out}\nstderr:\n${err}")
+    endif()
+  endforeach()
+else()
+  message(FATAL_ERROR "unknown MODE \"${MODE}\"")
+endif()

@@ -1,0 +1,31 @@
+// The command line of the virtual headset.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace QVT::emulator {
+
+struct EmulatorOptions {
+  std::string layout = "10-20";  // 10-20, 10-10 or 7
+  unsigned rate = 300;           // samples per second: 300 or 600
+  double impedanceKiloOhms = 5.0;
+  bool eyesClosed = false;
+  std::uint64_t seed = 1;
+  double corruptRate = 0.0;
+  double dropRate = 0.0;
+  double silentAfter = -1.0;
+  std::vector<std::uint8_t> refusedFamilies;
+  bool slow = false;
+  bool help = false;
+  std::vector<std::string> command;  // what follows "--"
+};
+
+// Throws std::string with a message for the user on a bad command line.
+EmulatorOptions ParseEmulatorOptions(int argc, char** argv);
+
+std::string EmulatorUsage(const std::string& program);
+
+}  // namespace QVT::emulator

@@ -1,0 +1,94 @@
+// qvt-emulator: a virtual headset on a pseudo-terminal.
+#include <unistd.h>
+
+#include <iostream>
+#include <memory>
+
+#include "ClientLauncher.h"
+#include "EmulatorOptions.h"
+#include "SyntheticEEG.h"
+#include "headset/CalibrationImages.h"
+#include "headset/HeadsetPeer.h"
+#include "headset/PseudoTerminal.h"
+
+namespace {
+
+using namespace QVT::emulator;
+namespace testing = QVT::testing;
+
+constexpr std::uint8_t kWrongMode = 0x80;
+
+QVT::CalibrationImage Calibration(const std::string& layout) {
+  if (layout == "10-10") return testing::TenTenCalibrationImage();
+  if (layout == "7") return testing::SevenSlotCalibrationImage();
+  return testing::TenTwentyCalibrationImage();
+}
+
+testing::PeerProfile Profile(const EmulatorOptions& options, std::shared_ptr<const SyntheticEEG> eeg) {
+  testing::PeerProfile profile;
+  profile.identity = "VirtualHeadset R1";
+  profile.serialNumber = 20240001;
+  profile.sensorCount = options.layout == "7" ? 7 : 24;
+  profile.masterFirmware = "1.2";
+  profile.slaveFirmware = "1.2";
+  profile.calibration = Calibration(options.layout);
+  profile.samplingRate = static_cast<std::uint16_t>(options.rate);
+  // The signal follows the sample count, so that a seed repeats it sample
+  // for sample whenever the client starts the stream.
+  const double rate = options.rate;
+  profile.signalBody = [eeg, rate](std::uint64_t index, double stamp, bool impedanceDriver) {
+    return eeg->PacketBody(static_cast<double>(index) / rate, stamp, impedanceDriver);
+  };
+  profile.accelerometer = [eeg](double t) { return eeg->Accelerometer(t); };
+  profile.connectionAlarms = true;
+  profile.faults.corruptRate = options.corruptRate;
+  profile.faults.dropRate = options.dropRate;
+  profile.faults.silentAfter = options.silentAfter;
+  profile.faults.slow = options.slow;
+  profile.faults.seed = options.seed;
+  return profile;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  EmulatorOptions options;
+  try {
+    options = ParseEmulatorOptions(argc, argv);
+  } catch (const std::string& error) {
+    std::cerr << "qvt-emulator: " << error << "\n";
+    return 2;
+  }
+  if (options.help) {
+    std::cout << EmulatorUsage("qvt-emulator");
+    return 0;
+  }
+
+  InstallStopHandlers();
+  testing::PseudoTerminal line;
+  const auto eeg = std::make_shared<const SyntheticEEG>(
+      Calibration(options.layout),
+      SignalSettings{options.seed, options.eyesClosed, options.impedanceKiloOhms});
+  testing::HeadsetPeer headset(line, Profile(options, eeg));
+  if (!options.refusedFamilies.empty()) {
+    headset.SetPolicy([refused = options.refusedFamilies](const testing::WrittenCommand& command) {
+      for (const std::uint8_t family : refused)
+        if (command.family == family) return testing::PeerReaction::Refuse(kWrongMode);
+      return testing::PeerReaction::Answer();
+    });
+  }
+
+  const std::string preload = PreloadLibrary();
+  if (preload.empty())
+    std::cerr << "qvt-emulator: the modem-line preload library was not found; clients may fail to open "
+              << line.SlavePath() << "\n";
+  if (!options.command.empty()) return RunClient(options.command, line.SlavePath(), preload);
+
+  std::cout << "Virtual headset on " << line.SlavePath() << "\n"
+            << "Connect with:\n  QVTSerialPort=" << line.SlavePath()
+            << " LD_PRELOAD=" << PreloadValue(preload) << " your-program\n"
+            << "Stop with Ctrl-C.\n"
+            << std::flush;
+  while (!StopRequested()) usleep(100000);
+  return 0;
+}

@@ -1,0 +1,42 @@
+#include "ProgressDisplay.h"
+
+#include <cmath>
+#include <sstream>
+
+namespace QVT::Stream {
+
+std::string FormatProgress(const Progress& progress) {
+  const double rate =
+      progress.elapsedSeconds > 0.0 ? static_cast<double>(progress.samples) / progress.elapsedSeconds : 0.0;
+  std::ostringstream text;
+  text.setf(std::ios::fixed);
+  text.precision(1);
+  text << "elapsed " << progress.elapsedSeconds << " s  samples " << progress.samples << "  rate " << rate
+       << " Hz  buffered " << progress.buffered << "  overflowed " << progress.overflowed;
+  return text.str();
+}
+
+void ProgressDisplay::Update(const Progress& progress) {
+  if (terminal) {
+    // A tenth of a second between redraws is smooth enough and keeps the
+    // terminal traffic small.
+    if (drawn && progress.elapsedSeconds - lastShown < 0.1) return;
+    std::fprintf(out, "\r%s\033[K", FormatProgress(progress).c_str());
+    lastShown = progress.elapsedSeconds;
+    drawn = true;
+  } else {
+    const double second = std::floor(progress.elapsedSeconds);
+    if (second <= lastShown) return;
+    std::fprintf(out, "%s\n", FormatProgress(progress).c_str());
+    lastShown = second;
+  }
+  std::fflush(out);
+}
+
+void ProgressDisplay::Finish(const Progress& last) {
+  if (terminal && drawn) std::fprintf(out, "\r%s\033[K\n", FormatProgress(last).c_str());
+  drawn = false;
+  std::fflush(out);
+}
+
+}  // namespace QVT::Stream

@@ -1,0 +1,38 @@
+// The live progress of a stream: one line redrawn in place on a terminal, a
+// plain log line per second of signal otherwise.
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <string>
+
+namespace QVT::Stream {
+
+struct Progress {
+  double elapsedSeconds = 0.0;
+  std::uint64_t samples = 0;
+  unsigned buffered = 0;
+  unsigned overflowed = 0;
+};
+
+// "elapsed 2.0 s  samples 500  rate 250.0 Hz  buffered 13  overflowed 0";
+// the rate is samples per elapsed second (0 before any time has passed).
+std::string FormatProgress(const Progress& progress);
+
+class ProgressDisplay {
+ public:
+  ProgressDisplay(std::FILE* destination, bool onTerminal) : out(destination), terminal(onTerminal) {}
+
+  void Update(const Progress& progress);
+  // Redraws the final state and ends the line so that what follows starts
+  // on a fresh one.
+  void Finish(const Progress& last);
+
+ private:
+  std::FILE* out;
+  bool terminal;
+  bool drawn = false;
+  double lastShown = -1.0;
+};
+
+}  // namespace QVT::Stream

@@ -1,0 +1,34 @@
+// The tables qvt-stream prints: electrode impedances and the per-channel
+// summary at the end of a stream.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "ChannelStatistics.h"
+
+namespace QVT::Stream {
+
+// An impedance below 0 was not measured. The headset's own reference
+// electrode reads 0 and is shown as the reference instead.
+struct ElectrodeImpedance {
+  std::string name;
+  double kOhm = -1.0;
+  bool reference = false;
+};
+
+struct ChannelRow {
+  std::string name;
+  ChannelStatistics statistics;
+  double impedanceKOhm = -1.0;
+};
+
+// One line per electrode, marked "good" below goodBelowKOhm and "poor" at
+// or above it.
+std::string FormatImpedanceTable(const std::vector<ElectrodeImpedance>& electrodes, double goodBelowKOhm);
+
+// One line per channel: name, mean, RMS, standard deviation and, when any
+// channel has one, the impedance.
+std::string FormatChannelTable(const std::vector<ChannelRow>& rows);
+
+}  // namespace QVT::Stream
