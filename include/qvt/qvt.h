@@ -42,13 +42,14 @@
  *   read data (QVT_Headset_WaitForBatch, QVT_Headset_WaitForSamples, the
  *   buffered and overflowed sample counts, the reading functions of
  *   QVT_Channel_* and QVT_ProcessingStage_Read), ask for reported values and
- *   texts (the QVT_Headset_Get* functions that do not look at alarms or
- *   objects), call QVT_Headset_IsConnected, send commands (the Start, Stop
- *   and query functions, QVT_Headset_ChangeLEDs, QVT_Headset_SendBatteryQuery,
- *   QVT_Headset_ConfigureADC, QVT_Headset_SetAccelerometerRate) and call
+ *   texts (the QVT_Headset_Get* functions that do not return objects), look
+ *   at and clear alarms, call QVT_Headset_IsConnected, send commands (the
+ *   Start, Stop and query functions, QVT_Headset_ChangeLEDs,
+ *   QVT_Headset_SendBatteryQuery, QVT_Headset_ConfigureADC,
+ *   QVT_Headset_SetAccelerometerRate) and call
  *   QVT_Headset_StopBackgroundAcquisition. Everything else, in particular
  *   whatever changes the montage, sources, cascade, buffers, callbacks or
- *   the link, and the alarm functions, waits until the thread has ended.
+ *   the link, waits until the thread has ended.
  *   QVT_Headset_StopBackgroundAcquisition only asks it to end: it finishes
  *   the block it is reading and, when it started the data stream, stops the
  *   stream first. QVT_Headset_Delete waits for it by itself.
@@ -215,12 +216,20 @@ QVT_API void QVT_Headset_KillDataStream(QVT_Headset* headset, int wait);
 /* Asks for a battery reading; the answer arrives later. */
 QVT_API void QVT_Headset_SendBatteryQuery(QVT_Headset* headset);
 
+/* Starts or stops the data stream; each waits for the headset's answer and
+ * records an error when none comes. */
 QVT_API void QVT_Headset_StartDataAcquisition(QVT_Headset* headset);
 QVT_API void QVT_Headset_StopDataAcquisition(QVT_Headset* headset);
+
+/* Switches on or off the impedance driver, whose carriers let the library
+ * estimate electrode impedances; errors as above. */
 QVT_API void QVT_Headset_StartImpedanceDriver(QVT_Headset* headset);
 QVT_API void QVT_Headset_StopImpedanceDriver(QVT_Headset* headset);
+
 /* Starts the analog reset and waits for the headset's confirmation. */
 QVT_API void QVT_Headset_StartAnalogReset(QVT_Headset* headset);
+
+/* Holds the analog front end in reset, or releases it; errors as above. */
 QVT_API void QVT_Headset_LockAnalogReset(QVT_Headset* headset);
 QVT_API void QVT_Headset_ReleaseAnalogReset(QVT_Headset* headset);
 
@@ -354,7 +363,11 @@ QVT_API QVT_ProcessingStage* QVT_Headset_GetProcessingStageByName(QVT_Headset* h
 /* The oldest queued alarm code, taken off the queue when remove is
  * non-zero; 0 when the queue is empty or on failure. */
 QVT_API int QVT_Headset_GetAlarm(QVT_Headset* headset, int remove);
+
+/* The number of queued alarm codes (at most 1000); 0 on failure. */
 QVT_API unsigned QVT_Headset_GetNumberOfAlarms(QVT_Headset* headset);
+
+/* Empties the alarm queue. */
 QVT_API void QVT_Headset_ClearAlarms(QVT_Headset* headset);
 
 /* 1 once the headset has reported its wireless connection, else 0. */

@@ -69,41 +69,16 @@ TEST(SetWatchdogInterval, StartsOnlyOnALinkAndZeroStopsIt) {
   EXPECT_TRUE(headset.dataWatchdog.Finished());
 }
 
+// The layout of the report is pinned on a connected headset; here, only how
+// unknown values read.
 TEST(Reports, DeferredHeadsetKnowsNothingYet) {
   const Headset headset("deferred");
-  EXPECT_EQ(headset.BatteryLevel(), "[ -1, -1 ]");
-  EXPECT_EQ(headset.FirmwareRevision(), "?\?\? () + ?\?\? ()");
-  // The source and montage texts are whatever the naming and montage give.
-  std::string expected = R"({
-           'HardwareModel' : '???',
-        'HardwareRevision' : '???',
-            'SerialNumber' : 4294967295,
-             'SensorCount' : 4294967295,
-        'FirmwareRevision' : '??? () + ??? ()',
-'CalibrationLayoutVersion' : -1,
-          'AllSourceNames' : '<535>',
-    'ConnectedSourceNames' : '<19>',
-        'FactoryReference' : '<factory>',
-  'ChosenDefaultReference' : '<chosen>',
-                 'Montage' : '<montage>',
-            'SamplingRate' : -1,
-       'AccelerometerRate' : -1,
-            'BatteryLevel' : [ -1, -1 ],
-     'TimeOnboardClockSet' : '',
- 'TimeOnboardClockQueried' : '',
-     'TimeBatteryMeasured' : '',
-              'FilterMode' : -1,
-     'DataAcquisitionMode' : -1,
-     'ImpedanceDriverMode' : -1,
-         'AnalogResetMode' : -1,
-})";
-  for (const auto& [token, text] : {std::pair{"<535>", headset.SourceNames(535)},
-                                    {"<19>", headset.SourceNames(19)},
-                                    {"<factory>", headset.FactoryReferenceDescription()},
-                                    {"<chosen>", headset.ReferenceDescription()},
-                                    {"<montage>", headset.MontageString(true)}})
-    expected.replace(expected.find(token), std::string(token).size(), text);
-  EXPECT_EQ(headset.InfoString(), expected);
+  const std::string info = headset.InfoString();
+  for (const char* line :
+       {"\n           'HardwareModel' : '?\?\?',\n", "\n            'SerialNumber' : 4294967295,\n",
+        "\n'CalibrationLayoutVersion' : -1,\n", "\n     'TimeOnboardClockSet' : '',\n",
+        "\n         'AnalogResetMode' : -1,\n}"})
+    EXPECT_NE(info.find(line), std::string::npos) << line << " not in\n" << info;
 }
 
 TEST(Reports, BatteryAndFirmwareTexts) {

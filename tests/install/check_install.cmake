@@ -1,9 +1,10 @@
 # Installs the built library into a fresh prefix, then builds the examples
 # against it twice: as a CMake project finding the package, and the C
-# example with the flags pkg-config gives.
+# example with the flags pkg-config gives; with an emulator given, runs them
+# against it.
 #
 # cmake -DBUILD_DIR=... -DSOURCE_DIR=... -DWORK_DIR=... -DLIBDIR=...
-#       -DGENERATOR=... -DC_COMPILER=... -DCXX_COMPILER=... -P check_install.cmake
+#       -DGENERATOR=... -DC_COMPILER=... -DCXX_COMPILER=... [-DEMULATOR=...] -P check_install.cmake
 
 function(run)
   execute_process(COMMAND ${ARGN} RESULT_VARIABLE result OUTPUT_VARIABLE output ERROR_VARIABLE output)
@@ -42,4 +43,10 @@ endif()
 separate_arguments(flags UNIX_COMMAND "${flags}")
 run(${C_COMPILER} -std=c99 -Wall -Wextra -Werror ${SOURCE_DIR}/examples/stream_batches.c ${flags}
     -o ${WORK_DIR}/stream_batches_pkg_config)
+# The installed examples run against the virtual headset.
+if(EMULATOR)
+  foreach(example stream_batches moving_average)
+    run(${EMULATOR} -- ${WORK_DIR}/examples/${example})
+  endforeach()
+endif()
 file(REMOVE_RECURSE ${WORK_DIR})

@@ -11,7 +11,6 @@
 namespace {
 
 using QVT::AlarmPacketStruct;
-using Messages = std::vector<RecordedMessage>;
 using Codes = std::deque<std::int32_t>;
 
 constexpr std::uint8_t kMaster = 2;

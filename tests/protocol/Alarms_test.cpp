@@ -63,18 +63,10 @@ TEST(AlarmTable, UnknownCodesKeepTheirDistinctTexts) {
   }
 }
 
-TEST(AlarmMessageFormatting, ParametersFillTheTemplateInOrder) {
-  const std::uint8_t bytes[] = {10, 2, 255};
-  EXPECT_EQ(FormatAlarmMessage(AlarmMessage(522), bytes, 3, 1),
-            "Unable to execute command 0x0a with parameter 0x02, due to error code 0xff");
-  const std::uint8_t words[] = {0x02, 0x01, 0x04, 0x03};  // u16 258 and 772; the counts are missing
-  EXPECT_EQ(FormatAlarmMessage(AlarmMessage(527), words, 2, 2),
-            "Battery voltage: battery 1 = 258%, battery 2 = 772%; counts: 0, 0");
-}
-
 TEST(AlarmMessageFormatting, StreamStateCarriesOverBetweenConversions) {
   const std::uint8_t p[] = {26, 27, 28, 7};
-  // The base is never switched back to decimal.
+  // Alarm processing pins plain templates; here, the quirks. The base is
+  // never switched back to decimal.
   EXPECT_EQ(FormatAlarmMessage(AlarmMessage(1542), p, 3, 1),
             "Unable to execute [command= 0x1a],[parameter 0x1b], do to [error code 1c]");
   EXPECT_EQ(FormatAlarmMessage("%d %X %d", p, 3, 1), "26 1B 1C");

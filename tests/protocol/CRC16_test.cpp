@@ -22,9 +22,6 @@ TEST(CRC16, KnownValues) {
   EXPECT_EQ(QVT::CRC16(digits, 9), 0xFEE8u);
   EXPECT_EQ(QVT::CRC16(digits, 0), 0u);
   EXPECT_EQ(QVT::CRC16(nullptr, 0), 0u);
-  EXPECT_EQ(QVT::CRCTABLE[1], 0x8005);
-  EXPECT_EQ(QVT::CRCTABLE[2], 0x800F);
-  EXPECT_EQ(QVT::CRCTABLE[3], 0x000A);
 }
 
 TEST(CRC16, TableAgreesWithBitwiseReference) {

@@ -81,21 +81,4 @@ TEST(Command, RawInitKeepsBytesAndOddLengths) {
   EXPECT_EQ(c.Description(), "command 3: UnknownCommandDestination.UnknownCommandFamily()");
 }
 
-TEST(NextCommandID, SkipsNinetyFiveAndWraps) {
-  int counter = 94;
-  auto a = QVT::NextCommandID(counter);
-  EXPECT_EQ(a.id, 94);
-  EXPECT_FALSE(a.skipped95);
-  a = QVT::NextCommandID(counter);
-  EXPECT_EQ(a.id, 96);
-  EXPECT_TRUE(a.skipped95);
-  EXPECT_EQ(counter, 97);
-
-  counter = 255;
-  EXPECT_EQ(QVT::NextCommandID(counter).id, 255);
-  EXPECT_EQ(counter, 0);
-  EXPECT_EQ(QVT::NextCommandID(counter).id, 0);
-  EXPECT_EQ(counter, 1);
-}
-
 }  // namespace

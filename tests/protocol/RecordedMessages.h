@@ -1,52 +1,28 @@
-// A message callback for headset tests. The callback is a plain function
-// pointer, so what it records lives in this translation unit.
+// An unconnected headset whose messages go to the shared MessageRecorder.
 #pragma once
 
 #include <gtest/gtest.h>
 
-#include <ostream>
 #include <string>
 #include <vector>
 
 #include "core/Headset.h"
+#include "support/MessageRecorder.h"
 
 namespace {
 
-struct RecordedMessage {
-  std::string text;  // behind the time stamp and ":  "
-  int level;
-  bool operator==(const RecordedMessage&) const = default;
-};
+using QVT::testing::MessageRecorder;
+using Messages = std::vector<QVT::testing::RecordedMessage>;
 
-inline void PrintTo(const RecordedMessage& m, std::ostream* os) {
-  *os << m.level << ": \"" << m.text << "\"";
-}
+inline Messages Recorded() { return MessageRecorder::All(); }
+inline bool WasIssued(const std::string& text, int level) { return MessageRecorder::Contains(text, level); }
 
-inline std::vector<RecordedMessage>& Recorded() {
-  static std::vector<RecordedMessage> messages;
-  return messages;
-}
-
-inline int RecordMessage(const char* message, int level) {
-  std::string text(message);
-  const std::size_t stampEnd = text.find(":  ");
-  Recorded().push_back({stampEnd == std::string::npos ? text : text.substr(stampEnd + 3), level});
-  return level;
-}
-
-inline bool WasIssued(const std::string& text, int level) {
-  for (const RecordedMessage& m : Recorded())
-    if (m.text == text && m.level == level) return true;
-  return false;
-}
-
-// An unconnected headset whose messages are recorded, at verbosity 3 unless
-// a test says otherwise.
+// Verbosity 3 unless a test says otherwise.
 class RecordingHeadsetTest : public ::testing::Test {
  protected:
   RecordingHeadsetTest() : headset("deferred") {
-    Recorded().clear();
-    headset.messageCallback = RecordMessage;
+    MessageRecorder::Clear();
+    headset.messageCallback = MessageRecorder::Callback;
     headset.verbosity = 3;
   }
 

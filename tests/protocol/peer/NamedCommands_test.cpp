@@ -78,6 +78,7 @@ class NamedCommands : public ::testing::Test {
   std::size_t consumed = 0;
 };
 
+// The connect handshake pins the queries it makes; these are the others.
 TEST_F(NamedCommands, EachSendsItsPacketAndIsAnswered) {
   struct Case {
     const char* name;
@@ -87,18 +88,6 @@ TEST_F(NamedCommands, EachSendsItsPacketAndIsAnswered) {
   const std::string u16_0 = Literal({0, 0}), u16_1 = Literal({1, 0}), u16_2 = Literal({2, 0}),
                     u16_3 = Literal({3, 0});
   const Case cases[] = {
-      {"QueryDeviceID",
-       [&] { return headset.QueryDeviceID(); },
-       {{kMaster, Family::DeviceIdentification, ""}}},
-      {"QuerySerialNumberAndSensorCount",
-       [&] { return headset.QuerySerialNumberAndSensorCount(); },
-       {{kMaster, Family::SerialNumberAndSensorCount, ""}}},
-      {"QueryFirmwareRevisions",
-       [&] { return headset.QueryFirmwareRevisions(); },
-       {{kMaster, Family::FirmwareRevision, ""},
-        {kSlave, Family::FirmwareRevision, ""},
-        {kMaster, Family::FirmwareRevisionSub, ""},
-        {kSlave, Family::FirmwareRevisionSub, ""}}},
       {"QueryAcquisitionSettings",
        [&] { return headset.QueryAcquisitionSettings(); },
        {{kMaster, Family::AcquisitionSettings, u16_0}}},
@@ -114,21 +103,9 @@ TEST_F(NamedCommands, EachSendsItsPacketAndIsAnswered) {
       {"StartDataAcquisition",
        [&] { return headset.StartDataAcquisition(); },
        {{kMaster, Family::DataAcquisitionMode, u16_2}}},
-      {"QueryImpedanceDriverMode",
-       [&] { return headset.QueryImpedanceDriverMode(); },
-       {{kSlave, Family::ImpedanceDriverMode, u16_0}}},
-      {"StopImpedanceDriver",
-       [&] { return headset.StopImpedanceDriver(); },
-       {{kSlave, Family::ImpedanceDriverMode, u16_1}}},
       {"StartImpedanceDriver",
        [&] { return headset.StartImpedanceDriver(); },
        {{kSlave, Family::ImpedanceDriverMode, u16_2}}},
-      {"QueryAnalogResetMode",
-       [&] { return headset.QueryAnalogResetMode(); },
-       {{kMaster, Family::AnalogResetMode, u16_0}}},
-      {"ReleaseAnalogReset",
-       [&] { return headset.ReleaseAnalogReset(); },
-       {{kMaster, Family::AnalogResetMode, u16_1}}},
       {"StartAnalogResetWaiting",
        [&] { return headset.StartAnalogReset(true); },
        {{kMaster, Family::AnalogResetMode, u16_2}}},
@@ -138,10 +115,6 @@ TEST_F(NamedCommands, EachSendsItsPacketAndIsAnswered) {
       {"ChangeLEDs",
        [&] { return headset.ChangeLEDs(0x1234); },
        {{kMaster, Family::LED, Literal({0x34, 0x12})}}},
-      {"QueryAccelerometerRate",
-       [&] { return headset.QueryAccelerometerRate(); },
-       {{kSlave, Family::AccelerometerRate, ""}}},
-      {"ReadClock", [&] { return headset.ReadClock(); }, {{kMaster, Family::RealTimeClock, ""}}},
       {"Echo", [&] { return headset.Echo("ping", -1.0, -1); }, {{kMaster, Family::Echo, "ping"}}},
   };
   for (const Case& c : cases) {
@@ -179,14 +152,6 @@ TEST_F(NamedCommands, CommandsThatDoNotWaitReturnAtOnce) {
     ASSERT_TRUE(peer.WaitForCommands(consumed + 1, 2.0));
     EXPECT_EQ(Received(), std::vector<Expected>{c.packet});
   }
-}
-
-TEST_F(NamedCommands, SensorInfoReadsEveryCalibrationPage) {
-  EXPECT_TRUE(headset.QuerySensorInfo());
-  std::vector<Expected> pages;
-  for (unsigned page = 0; page < 8; ++page)
-    pages.push_back({kMaster, Family::CalibrationMemory, Literal({page, 0})});
-  EXPECT_EQ(Received(), pages);
 }
 
 TEST_F(NamedCommands, CalibrationWritesCarryPageKeyAndData) {
