@@ -152,15 +152,7 @@ void Headset::Initialize() {
   long seconds = 0;
   double fraction = 0.0;
   computerClock.AskTheComputer(seconds, fraction);
-  const std::time_t now = seconds;
-  std::tm local{};
-  localtime_r(&now, &local);
-  const RealTimeClockStruct record{static_cast<std::uint8_t>(local.tm_mon + 1),
-                                   static_cast<std::uint8_t>(local.tm_mday),
-                                   static_cast<std::uint8_t>(local.tm_year + 1900 - 2000),
-                                   static_cast<std::uint8_t>(local.tm_hour),
-                                   static_cast<std::uint8_t>(local.tm_min),
-                                   static_cast<std::uint8_t>(local.tm_sec)};
+  const RealTimeClockStruct record = LocalClockRecord(seconds);
   {
     // Clock::Set goes through the C library's time-zone state, which threads
     // reading blocks use under this lock.

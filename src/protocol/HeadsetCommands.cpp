@@ -159,15 +159,7 @@ void Headset::SetAccelerometerRate(unsigned short rate) {
 bool Headset::ReadClock() { return RequestBare(*this, Dest::Master, Family::RealTimeClock); }
 
 bool Headset::SetClock() {
-  const std::time_t now = std::time(nullptr);
-  std::tm local{};
-  localtime_r(&now, &local);
-  const RealTimeClockStruct record{static_cast<std::uint8_t>(local.tm_mon + 1),
-                                   static_cast<std::uint8_t>(local.tm_mday),
-                                   static_cast<std::uint8_t>(local.tm_year + 1900 - 2000),
-                                   static_cast<std::uint8_t>(local.tm_hour),
-                                   static_cast<std::uint8_t>(local.tm_min),
-                                   static_cast<std::uint8_t>(local.tm_sec)};
+  const RealTimeClockStruct record = LocalClockRecord(std::time(nullptr));
   return Request(*this, Dest::Master, Family::RealTimeClock, &record, sizeof record);
 }
 

@@ -9,6 +9,18 @@
 
 namespace QVT {
 
+RealTimeClockStruct LocalClockRecord(long t) {
+  const std::time_t when = t;
+  std::tm local{};
+  localtime_r(&when, &local);
+  return RealTimeClockStruct{static_cast<std::uint8_t>(local.tm_mon + 1),
+                             static_cast<std::uint8_t>(local.tm_mday),
+                             static_cast<std::uint8_t>(local.tm_year + 1900 - 2000),
+                             static_cast<std::uint8_t>(local.tm_hour),
+                             static_cast<std::uint8_t>(local.tm_min),
+                             static_cast<std::uint8_t>(local.tm_sec)};
+}
+
 Clock& Clock::Set(const RealTimeClockStruct* record) {
   std::tm calendar{};
   calendar.tm_sec = record->second;

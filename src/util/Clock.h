@@ -17,6 +17,9 @@ struct RealTimeClockStruct {
   std::uint8_t second;
 };
 
+// The local calendar time of t as the headset's clock record.
+RealTimeClockStruct LocalClockRecord(long t);
+
 class Clock {
  public:
   // Takes the record as local time.
