@@ -29,6 +29,12 @@ T* POINTER(T* p, const char* name) {
 
 namespace QVT::api {
 
+// The class words of the null-handle messages ("NULL Headset pointer").
+inline constexpr const char* kHeadset = "Headset";
+inline constexpr const char* kChannel = "Channel";
+inline constexpr const char* kSource = "Source";
+inline constexpr const char* kStage = "ProcessingStage";
+
 // Runs body; a thrown string (a DataStreamError included) is recorded and the
 // failure value returned instead. Other exceptions pass through untouched.
 template <typename Result, typename Body>

@@ -7,11 +7,8 @@
 using QVT::api::Guarded;
 using QVT::api::GuardedString;
 using QVT::api::GuardedVoid;
+using QVT::api::kChannel;
 using QVT::api::TextArgument;
-
-namespace {
-constexpr const char* kChannel = "Channel";
-}  // namespace
 
 extern "C" {
 

@@ -9,11 +9,10 @@
 using QVT::api::Guarded;
 using QVT::api::GuardedString;
 using QVT::api::GuardedVoid;
+using QVT::api::kHeadset;
 using QVT::api::TextArgument;
 
 namespace {
-
-constexpr const char* kHeadset = "Headset";
 
 // A named command sent for its effect; its success flag is not the C result.
 template <typename Command>

@@ -8,11 +8,8 @@
 using QVT::api::Guarded;
 using QVT::api::GuardedString;
 using QVT::api::GuardedVoid;
+using QVT::api::kHeadset;
 using QVT::api::TextArgument;
-
-namespace {
-constexpr const char* kHeadset = "Headset";
-}  // namespace
 
 extern "C" {
 
@@ -26,7 +23,7 @@ QVT_API void QVT_Headset_ChooseChannels(QVT_Headset* headset, const char* montag
 }
 
 QVT_API void QVT_Headset_AddChannelToMontage_FromSource(QVT_Headset* headset, QVT_Source* source) {
-  GuardedVoid([&] { POINTER(headset, kHeadset)->AddChannelToMontage(POINTER(source, "Source")); });
+  GuardedVoid([&] { POINTER(headset, kHeadset)->AddChannelToMontage(POINTER(source, QVT::api::kSource)); });
 }
 
 QVT_API void QVT_Headset_AddChannelToMontage_FromString(QVT_Headset* headset, const char* specification,

@@ -6,10 +6,9 @@
 using QVT::api::Guarded;
 using QVT::api::GuardedString;
 using QVT::api::GuardedVoid;
+using QVT::api::kHeadset;
 
 namespace {
-
-constexpr const char* kHeadset = "Headset";
 
 template <typename Result, typename Value>
 Result Reported(QVT_Headset* headset, Value value) {

@@ -7,10 +7,10 @@
 using QVT::api::Guarded;
 using QVT::api::GuardedString;
 using QVT::api::GuardedVoid;
+using QVT::api::kStage;
 using QVT::api::TextArgument;
 
 namespace {
-constexpr const char* kStage = "ProcessingStage";
 
 // Output channel i of the stage; an out-of-range index is the stage's own error.
 QVT::Channel* OutputChannel(QVT_ProcessingStage* stage, unsigned i) {

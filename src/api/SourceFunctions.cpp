@@ -7,11 +7,10 @@
 using QVT::api::Guarded;
 using QVT::api::GuardedString;
 using QVT::api::GuardedVoid;
+using QVT::api::kSource;
 using QVT::api::TextArgument;
 
 namespace {
-
-constexpr const char* kSource = "Source";
 
 // Runs a yes/no question about a non-null source as a C flag.
 template <typename Question>
