@@ -2,17 +2,18 @@
 
 #include <array>
 
-const char* gQVTErrorString = nullptr;
-QVT_MessageCallback gQVTErrorHandler = nullptr;
+std::atomic<const char*> gQVTErrorString{nullptr};
+std::atomic<QVT_MessageCallback> gQVTErrorHandler{nullptr};
 
 namespace {
-unsigned gOutputCursor = 0;
+std::atomic<unsigned> gOutputCursor{0};
 }  // namespace
 
+// Each call takes a slot of its own, so concurrent callers write different
+// strings unless 32 calls overtake one another.
 const char* QVT_OutputString(const std::string& text) {
   static std::array<std::string, 32> ring;
-  std::string& slot = ring[gOutputCursor];
-  gOutputCursor = (gOutputCursor + 1) & 31u;
+  std::string& slot = ring[gOutputCursor.fetch_add(1) & 31u];
   slot = text;
   return slot.c_str();
 }
@@ -20,5 +21,6 @@ const char* QVT_OutputString(const std::string& text) {
 void QVT_HandleError(const std::string& message) {
   const std::string copy(message);
   gQVTErrorString = QVT_OutputString(copy);
-  if (gQVTErrorHandler != nullptr) gQVTErrorHandler(message.c_str(), 1);
+  const QVT_MessageCallback handler = gQVTErrorHandler.load();
+  if (handler != nullptr) handler(message.c_str(), 1);
 }

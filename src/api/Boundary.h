@@ -3,15 +3,18 @@
 // handles are refused by name.
 #pragma once
 
+#include <atomic>
 #include <string>
 #include <utility>
 
 #include "qvt/qvt.h"
 
 // The last error, pointing into the string ring; null when there is none.
-extern const char* gQVTErrorString;
+// Atomic, like the ring's cursor, so that calls from several threads at once
+// cannot tear them; which thread's error is last is then a matter of timing.
+extern std::atomic<const char*> gQVTErrorString;
 // The client's error callback, or null.
-extern QVT_MessageCallback gQVTErrorHandler;
+extern std::atomic<QVT_MessageCallback> gQVTErrorHandler;
 
 // Copies text into the next of 32 ring slots and returns that slot's data,
 // valid until 32 further calls.

@@ -17,8 +17,7 @@ QVT_API int Load_QVT_API(void) { return 0; }
 QVT_API const char* QVT_Error(void) { return gQVTErrorString; }
 
 QVT_API const char* QVT_ClearError(void) {
-  const char* last = gQVTErrorString;
-  gQVTErrorString = nullptr;
+  const char* last = gQVTErrorString.exchange(nullptr);
   return last;
 }
 
