@@ -23,11 +23,10 @@ inline std::unique_ptr<QVT::Headset> MakeStreamingHeadset() {
   image[QVT::CalibrationLayout::kLayoutVersionOffset] = 2;
 
   auto headset = std::make_unique<QVT::Headset>("deferred");
-  headset->messageCallback = nullptr;
+  headset->messageCallback.Set(nullptr);
   headset->SimulateInput();
   headset->samplingRate = 300.0;
   headset->impedanceDriverMode = 1;
-  headset->channelBufferLength = 3000;
   headset->InterpretCalibrationMemory(image.data());
   headset->ChooseChannels("FACTORY", "FACTORY", false);
   headset->SetTraditionalReference(true);

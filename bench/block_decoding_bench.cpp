@@ -64,7 +64,7 @@ void BM_DecodeBlocks(benchmark::State& state) {
     headset = bench::MakeStreamingHeadset();
   } else {
     headset = std::make_unique<QVT::Headset>("deferred");
-    headset->messageCallback = nullptr;
+    headset->messageCallback.Set(nullptr);
     headset->SimulateInput();
   }
   const int blocks = 256 / packetsPerBlock;

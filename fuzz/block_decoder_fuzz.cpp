@@ -30,7 +30,7 @@ const std::string& Tail() {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   QVT::Headset headset("deferred");
   headset.SimulateInput();
-  headset.messageCallback = Discard;
+  headset.messageCallback.Set(Discard);
   headset.verbosity = 7;  // every message is composed
   headset.FeedFakeData(data, size);
   headset.FeedFakeData(Tail().data(), Tail().size());

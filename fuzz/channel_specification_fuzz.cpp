@@ -20,7 +20,7 @@ using namespace QVT::SourceID;
 
 std::unique_ptr<QVT::Headset> MakeTenTwentyHeadset() {
   auto h = std::make_unique<QVT::Headset>("deferred");
-  h->messageCallback = nullptr;
+  h->messageCallback.Set(nullptr);
   QVT::StringCounter votes;
   votes.Count(QVT::kScheme1010) = 0;
   auto add = [&h](Code code, double gain) {

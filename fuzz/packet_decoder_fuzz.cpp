@@ -41,7 +41,7 @@ std::vector<std::uint8_t> Frame(const std::uint8_t* area, std::size_t size, unsi
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   QVT::Headset headset("deferred");
   headset.SimulateInput();
-  headset.messageCallback = Discard;
+  headset.messageCallback.Set(Discard);
   headset.verbosity = 7;
   // The first byte sets how the rest is cut into blocks, so that packets
   // meet block ends at every offset.

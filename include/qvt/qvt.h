@@ -26,33 +26,61 @@
  *   to keep. Never free it.
  *
  * Threads
- *   The last error, the error callback and the string ring are shared by the
- *   whole process and are not locked: a client that calls the library from
- *   several threads serialises its calls.
- *
  *   Samples are processed by whichever thread reads the headset's link: the
  *   background acquisition thread while it runs, otherwise the client's own
  *   thread inside QVT_Headset_WaitForBatch, QVT_Headset_WaitForSamples,
  *   QVT_Headset_Idle, QVT_Headset_Receive and every function that sends a
- *   command. Processing-stage functions and the sample callback run there;
- *   the message callback may also be called from the acquisition thread and
- *   from the link watchdog.
+ *   command. Processing-stage functions and the sample callback run there.
+ *   The message callback runs on any of the headset's threads (the client's,
+ *   the acquisition thread, the link watchdog), at times on two at once.
  *
- *   While background acquisition runs, the client's thread may wait for and
- *   read data (QVT_Headset_WaitForBatch, QVT_Headset_WaitForSamples, the
+ *   While background acquisition runs, any thread of the client may wait for
+ *   and read data (QVT_Headset_WaitForBatch, QVT_Headset_WaitForSamples, the
  *   buffered and overflowed sample counts, the reading functions of
  *   QVT_Channel_* and QVT_ProcessingStage_Read), ask for reported values and
  *   texts (the QVT_Headset_Get* functions that do not return objects), look
  *   at and clear alarms, call QVT_Headset_IsConnected, send commands (the
  *   Start, Stop and query functions, QVT_Headset_ChangeLEDs,
  *   QVT_Headset_SendBatteryQuery, QVT_Headset_ConfigureADC,
- *   QVT_Headset_SetAccelerometerRate) and call
+ *   QVT_Headset_SetAccelerometerRate), set the verbosity, the message
+ *   callback and the sample callback, and call
  *   QVT_Headset_StopBackgroundAcquisition. Everything else, in particular
- *   whatever changes the montage, sources, cascade, buffers, callbacks or
- *   the link, waits until the thread has ended.
- *   QVT_Headset_StopBackgroundAcquisition only asks it to end: it finishes
- *   the block it is reading and, when it started the data stream, stops the
- *   stream first. QVT_Headset_Delete waits for it by itself.
+ *   whatever changes the montage, sources, cascade, buffers or the link,
+ *   waits until the thread has ended. QVT_Headset_StopBackgroundAcquisition
+ *   only asks it to end: it finishes the block it is reading and, when it
+ *   started the data stream, stops the stream first. QVT_Headset_Delete
+ *   waits for it by itself.
+ *
+ *   Setting a callback is safe at any time and from any thread. Each
+ *   delivery uses one callback with the client data set together with it;
+ *   once QVT_Headset_SetMessageCallback or QVT_Headset_SetSampleCallback has
+ *   returned, the previous callback is no longer running and is not called
+ *   again, so what it used may be freed. Made from inside a callback, the
+ *   change takes effect from the next delivery (the call cannot wait for
+ *   itself).
+ *
+ *   Inside a message, sample or processing-stage callback a client may call
+ *   everything listed above, with two groups of exceptions, which fail at
+ *   once with an error beginning "Cannot" instead of waiting for ever for
+ *   the thread that is busy running the callback:
+ *   - sending a command, QVT_Headset_WaitForBatch, QVT_Headset_WaitForSamples,
+ *     QVT_Headset_Idle and QVT_Headset_Receive, whenever the callback runs
+ *     while the headset reads its link or exchanges a command (sample and
+ *     stage callbacks always do, message callbacks mostly), and the two
+ *     waits also on the headset's own threads;
+ *   - QVT_Headset_StartBackgroundAcquisition, QVT_Headset_Connect,
+ *     QVT_Headset_Disconnect, QVT_Headset_SetWatchdogInterval and
+ *     QVT_Headset_Delete, from any callback of the headset's link work or
+ *     on one of its threads.
+ *   QVT_Headset_IsConnected answers inside such a callback without sending
+ *   an echo: the link is busy delivering, which is answer enough.
+ *
+ *   The last error, the error callback and the string ring are shared by the
+ *   whole process. Calls from several threads at once do not corrupt them,
+ *   but which thread's error is the last one is then a matter of timing, and
+ *   32 string-returning calls on any threads overwrite a returned string.
+ *   The error callback is called on the thread whose call failed, so a
+ *   client that wants the errors of each thread apart can keep them there.
  */
 #ifndef QVT_QVT_H
 #define QVT_QVT_H
@@ -150,17 +178,20 @@ QVT_API QVT_Headset* QVT_Headset_New(const char* port);
 
 /* Stops its threads and the data stream, closes the link and frees the
  * headset with everything it owns. Clean-up errors go to the headset's
- * message callback (level 1), not to QVT_Error. */
+ * message callback (level 1), not to QVT_Error. Refused (the headset stays)
+ * from inside the headset's own callbacks. */
 QVT_API void QVT_Headset_Delete(QVT_Headset* headset);
 
 /* Messages above this level are not delivered (default 2). */
 QVT_API void QVT_Headset_SetVerbosity(QVT_Headset* headset, int level);
 
 /* Where the headset's messages go (standard error by default); NULL
- * silences them. */
+ * silences them. On return the previous callback is not running and is not
+ * called again (see Threads). */
 QVT_API void QVT_Headset_SetMessageCallback(QVT_Headset* headset, QVT_MessageCallback callback);
 
-/* Calls callback once per sample with clientData; NULL removes it. */
+/* Calls callback once per sample with clientData; NULL removes it. On
+ * return the previous pair is not in use any more (see Threads). */
 QVT_API void QVT_Headset_SetSampleCallback(QVT_Headset* headset, QVT_SampleCallback callback,
                                            void* clientData);
 

@@ -34,7 +34,13 @@ QVT_API QVT_Headset* QVT_Headset_New(const char* port) {
 // The destructor reports its own clean-up errors through the headset's
 // message callback; none of them reaches the last error.
 QVT_API void QVT_Headset_Delete(QVT_Headset* headset) {
-  GuardedVoid([&] { delete POINTER(headset, kHeadset); });
+  GuardedVoid([&] {
+    QVT::Headset* h = POINTER(headset, kHeadset);
+    // Its own callbacks run in the middle of work that deletion would pull
+    // the headset from under.
+    h->RefuseInsideLinkWork("delete the headset");
+    delete h;
+  });
 }
 
 QVT_API void QVT_Headset_SetVerbosity(QVT_Headset* headset, int level) {
@@ -42,16 +48,12 @@ QVT_API void QVT_Headset_SetVerbosity(QVT_Headset* headset, int level) {
 }
 
 QVT_API void QVT_Headset_SetMessageCallback(QVT_Headset* headset, QVT_MessageCallback callback) {
-  GuardedVoid([&] { POINTER(headset, kHeadset)->messageCallback = callback; });
+  GuardedVoid([&] { POINTER(headset, kHeadset)->messageCallback.Set(callback); });
 }
 
 QVT_API void QVT_Headset_SetSampleCallback(QVT_Headset* headset, QVT_SampleCallback callback,
                                            void* clientData) {
-  GuardedVoid([&] {
-    QVT::Headset& h = *POINTER(headset, kHeadset);
-    h.sampleCallback = callback;
-    h.sampleCallbackData = clientData;
-  });
+  GuardedVoid([&] { POINTER(headset, kHeadset)->sampleCallback.Set(callback, clientData); });
 }
 
 QVT_API void QVT_Headset_Connect(QVT_Headset* headset, const char* port) {

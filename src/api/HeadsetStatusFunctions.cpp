@@ -46,9 +46,7 @@ QVT_API int QVT_Headset_IsBlueToothInitialized(QVT_Headset* headset) {
 
 // Readings count from 1; anything else is no reading at all.
 QVT_API double QVT_Headset_GetBatteryLevel(QVT_Headset* headset, int which) {
-  return Reported<double>(headset, [&](const QVT::Headset& h) {
-    return which == 1 ? h.batteryLevel1 : which == 2 ? h.batteryLevel2 : 0.0;
-  });
+  return Reported<double>(headset, [&](const QVT::Headset& h) { return h.BatteryReading(which); });
 }
 
 QVT_API const char* QVT_Headset_GetBatteryLevelString(QVT_Headset* headset) {
@@ -56,11 +54,11 @@ QVT_API const char* QVT_Headset_GetBatteryLevelString(QVT_Headset* headset) {
 }
 
 QVT_API const char* QVT_Headset_GetHardwareModel(QVT_Headset* headset) {
-  return ReportedText(headset, [](const QVT::Headset& h) { return h.hardwareModel; });
+  return ReportedText(headset, [](const QVT::Headset& h) { return h.HardwareModel(); });
 }
 
 QVT_API const char* QVT_Headset_GetHardwareRevision(QVT_Headset* headset) {
-  return ReportedText(headset, [](const QVT::Headset& h) { return h.hardwareRevision; });
+  return ReportedText(headset, [](const QVT::Headset& h) { return h.HardwareRevision(); });
 }
 
 QVT_API const char* QVT_Headset_GetFirmwareRevision(QVT_Headset* headset) {

@@ -27,8 +27,10 @@
 #include "protocol/Command.h"
 #include "protocol/WireRecords.h"
 #include "serial/SerialConnection.h"
+#include "util/CallbackSlot.h"
 #include "util/Clock.h"
 #include "util/Console.h"
+#include "util/OwnedMutex.h"
 #include "util/Thread.h"
 
 namespace QVT {
@@ -80,7 +82,9 @@ class Headset {
   // ---- messages (src/core/HeadsetMessages.cpp) --------------------------------
   // True when a message of this level would reach the callback; callers test
   // it before composing a text, so quiet headsets compose nothing.
-  bool WouldIssue(int level) const { return messageCallback != nullptr && verbosity >= level; }
+  bool WouldIssue(int level) const {
+    return messageCallback.IsSet() && verbosity.load(std::memory_order_relaxed) >= level;
+  }
   // Delivers RelativeTimeStamp(-1) + ":  " + text at level when deliverable.
   // A non-negative alarmCode marks a headset alarm: the text is prefixed with
   // "QVT headset issued alarm: " and the code is queued even when the
@@ -98,10 +102,16 @@ class Headset {
   // with the separators aligned, between "{" and "}".
   std::string InfoString() const;
   // The oldest queued alarm code (taken off the queue when remove), 0 when
-  // none is queued.
+  // none is queued. The queue has a lock of its own, never held while a
+  // callback runs, so these may be called from anywhere, callbacks included.
   int GetAlarm(bool remove);
   std::size_t NumberOfAlarms();
   void ClearAlarms();
+  // Reported texts and readings, copied under the report lock.
+  std::string HardwareModel() const;
+  std::string HardwareRevision() const;
+  // Battery reading 1 or 2; 0.0 for any other number.
+  double BatteryReading(int which) const;
 
   // ---- block reading (src/protocol/HeadsetBlocks.cpp) -------------------------
   bool TryToReadBlock();
@@ -213,10 +223,10 @@ class Headset {
   // the "raw" stage that views it.
   void FlushBuffers();
   // Reallocates every source's averaging buffers and every montage channel's
-  // buffer for the given seconds at the nominal rate, and records both as
-  // impedanceSeconds and channelBufferLength for what is built later.
-  void ReallocateBuffers(double bufferSeconds, double averagingSeconds);
-  void ReallocateStageBuffers(ProcessingStage* stage, double bufferSeconds);
+  // buffer for the given seconds at the nominal rate, and keeps both
+  // durations for the sources and channels built later.
+  void ReallocateBuffers(double channelSeconds, double averagingSeconds);
+  void ReallocateStageBuffers(ProcessingStage* stage, double seconds);
   // The channels batches are read from.
   std::vector<Channel*> DeliveryChannels() const;
   // True while a background acquisition thread reads the link; the waits
@@ -251,8 +261,16 @@ class Headset {
     Headset& headset;
   };
 
-  // Asks a thread to stop and waits (1 ms polls) while it runs.
-  static void StopAndWaitFor(Thread& thread);
+  // Asks a thread to stop and waits (1 ms polls) while it runs. Refused from
+  // inside a callback, where the wait could never end.
+  void StopAndWaitFor(Thread& thread);
+  // True on a thread that is inside the headset's link work: holding the
+  // send or read lock (so a callback of the block reader or of a command
+  // exchange is running), or one of the headset's own threads. Waiting for
+  // the link or for a thread from there would wait for ever.
+  bool InsideLinkWork() const;
+  // Throws "Cannot <action> from inside a callback ..." when InsideLinkWork.
+  void RefuseInsideLinkWork(const std::string& action) const;
   // Stops a running acquisition thread first, so starting also restarts.
   bool StartBackgroundAcquisition();
   // Only asks the thread to stop; returns at once.
@@ -299,7 +317,8 @@ class Headset {
   std::string FactoryReferenceDescription() const;
   // The default reference, or the factory reference while none is set.
   std::string ReferenceDescription() const;
-  // Slots of a new montage channel's buffer: channelBufferLength, at least 1.
+  // Slots of a new montage channel's buffer: bufferSeconds at the current
+  // sampling rate, at least 1.
   unsigned long MontageBufferLength() const;
   // Drops the cascade and the montage; the default reference stays.
   void ForgetMontage();
@@ -331,17 +350,23 @@ class Headset {
   // Slots of every source's moving averages: samplingRate * impedanceSeconds,
   // rounded; 0 while the rate is unknown.
   unsigned long ImpedanceAveragingLength() const;
+  // Samples in `seconds` at the current sampling rate, rounded; 0 while the
+  // rate is unknown.
+  unsigned long SlotsFor(double seconds) const;
 
   // ---- state ------------------------------------------------------------------
-  // Messages.
-  MessageCallback messageCallback = Console;
-  int verbosity = 2;
+  // Messages. Both may be changed by the client while other threads issue
+  // messages.
+  CallbackSlot<MessageCallback> messageCallback{Console};
+  std::atomic<int> verbosity{2};
 
   // The link.
   SerialConnection serial;
   SerialConnection::ByteQueue simulatedInput;
-  std::mutex sendLock;  // one command exchange at a time; taken before readLock
-  std::mutex readLock;  // the link itself: block reading, writes, fed bytes
+  // One command exchange at a time; taken before readLock.
+  OwnedMutex sendLock{"Cannot send a command from inside a callback of a command exchange in progress."};
+  // The link itself: block reading, writes, fed bytes.
+  OwnedMutex readLock{"Cannot read the headset's link from inside a callback of a block being read."};
   std::atomic<bool> linkLost{false};
   std::atomic<double> lastDataTime{0.0};
 
@@ -359,7 +384,10 @@ class Headset {
 
   // What the headset reported; -1, -1.0 and "???" while unknown.
   // The numbers are atomics: whichever thread reads the reply writes them,
-  // while the client may read them during background acquisition.
+  // while the client may read them during background acquisition. The
+  // texts, tables, battery readings and clocks below are guarded by
+  // reportLock, which is held only to copy them.
+  mutable std::mutex reportLock;
   std::atomic<std::int32_t> serialNumber{-1};
   std::atomic<std::int32_t> sensorCount{-1};
   std::atomic<std::int32_t> filterMode{-1};
@@ -385,10 +413,12 @@ class Headset {
   Clock blockClock;
   Clock batteryClock;
 
-  // Alarms.
+  // Alarms. The battery readings are guarded by reportLock, the queue by
+  // alarmLock.
   double batteryLevel1 = -1.0;
   double batteryLevel2 = -1.0;
-  bool connectionCreated = false;
+  std::atomic<bool> connectionCreated{false};
+  std::mutex alarmLock;
   std::deque<std::int32_t> alarmQueue;
 
   // ---- state: sources, naming, montage, cascade (src/model/) ----
@@ -407,9 +437,10 @@ class Headset {
   // The list of the last successful ChooseChannels, or one chosen before any
   // source existed.
   std::string chosenChannels;
-  // Buffer slots for new montage channels; the buffering controller sets it
-  // from the sampling rate. 0 until then (new channels still get one slot).
-  unsigned long channelBufferLength = 0;
+  // Seconds of signal a new montage channel holds, as last chosen through
+  // ReallocateBuffers; its length follows the sampling rate at the time the
+  // channel is made.
+  double bufferSeconds = kDefaultBufferSeconds;
   std::vector<std::unique_ptr<ProcessingStage>> cascade;
 
   // ---- state: calibration memory (src/model/) ----
@@ -421,9 +452,9 @@ class Headset {
   // Slots with an electrode fitted (slot byte 1 to 254) at the last
   // interpretation.
   int presentSlotCount = 0;
-  // Seconds of signal that impedance and DC offset estimates average over
-  // (the buffering controller sets it).
-  double impedanceSeconds = 1.0;
+  // Seconds of signal that impedance and DC offset estimates average over,
+  // as last chosen through ReallocateBuffers.
+  double impedanceSeconds = kDefaultImpedanceSeconds;
 
   // The trigger delay line and the held accelerometer samples (T, X, Y, Z).
   RingBuffer triggerBuffer;
@@ -432,8 +463,8 @@ class Headset {
   // ---- state: sample processing (src/core/) ----
   // expectedSequenceNumber (block reading) is the packet counter expected
   // next; the sample path owns it, resynchronisation resets it.
-  SampleCallback sampleCallback = nullptr;
-  void* sampleCallbackData = nullptr;  // handed back to sampleCallback untouched
+  // The client's per-sample hook and the data handed back to it untouched.
+  CallbackSlot<SampleCallback> sampleCallback;
   // The accelerometer reading the sources show, and the queued one that takes
   // over once a sample's time reaches its own.
   AccelerometerSample currentAccelerometer;
@@ -463,7 +494,7 @@ class Headset {
   // ---- state: lifecycle and threads (src/core/) ----
   // Seconds of silence before the watchdog verifies the link; 0 or less
   // means no watchdog.
-  double watchdogInterval = 0.0;
+  std::atomic<double> watchdogInterval{0.0};
   // Declared last so that they are destroyed first, while everything their
   // bodies touch still exists.
   AcquisitionThread acquisitionThread{*this};

@@ -86,6 +86,8 @@ unsigned long Headset::BufferOverflow() const {
 }
 
 void Headset::WaitForSamples(unsigned long n) {
+  // The samples waited for would have to come from this very thread.
+  RefuseInsideLinkWork("wait for samples");
   while (Buffered() < n) {
     Sleep(kPollInterval);
     if (!BackgroundAcquisitionRunning()) TryToReadBlock();
@@ -103,6 +105,7 @@ void Headset::WasteSamples(unsigned long n) {
 }
 
 double Headset::WaitForBatch() {
+  RefuseInsideLinkWork("wait for a batch");
   const double fs = samplingRate;
   const unsigned long size = batchSize;
   const unsigned long target = Buffering::SamplesIn(fs, targetDelay);
@@ -203,11 +206,11 @@ void Headset::FlushBuffers() {
       if (channel) channel->buffer.Flush();
 }
 
-void Headset::ReallocateBuffers(double bufferSeconds, double averagingSeconds) {
-  // Recorded first, so that sources and channels made later get the same
-  // sizes as the ones reallocated here.
+void Headset::ReallocateBuffers(double channelSeconds, double averagingSeconds) {
+  // The durations are kept, not the lengths, so that sources and channels
+  // made later are sized for the sampling rate of their own time.
+  bufferSeconds = channelSeconds;
   impedanceSeconds = averagingSeconds;
-  channelBufferLength = std::max(Buffering::SamplesIn(samplingRate, bufferSeconds), 1UL);
   const unsigned long averagingLength = ImpedanceAveragingLength();
   for (const auto& source : sources) {
     source->eegInPhase.Allocate(averagingLength);
@@ -219,9 +222,9 @@ void Headset::ReallocateBuffers(double bufferSeconds, double averagingSeconds) {
   for (const auto& channel : montage) channel->buffer.Allocate(MontageBufferLength());
 }
 
-void Headset::ReallocateStageBuffers(ProcessingStage* stage, double bufferSeconds) {
+void Headset::ReallocateStageBuffers(ProcessingStage* stage, double seconds) {
   if (!stage) return;
-  const unsigned long length = std::max(Buffering::SamplesIn(samplingRate, bufferSeconds), 1UL);
+  const unsigned long length = std::max(Buffering::SamplesIn(samplingRate, seconds), 1UL);
   for (Channel* channel : stage->channels)
     if (channel) channel->buffer.Allocate(length);
 }

@@ -51,8 +51,8 @@ Headset::~Headset() {
   } catch (...) {
     if (WouldIssue(1)) IssueMessage("QVT cleanup error during Delete: unknown exception", 1);
   }
-  messageCallback = nullptr;
-  sampleCallback = nullptr;
+  messageCallback.Set(nullptr);
+  sampleCallback.Set(nullptr);
   StopAndWaitFor(dataWatchdog);
   StopAndWaitFor(acquisitionThread);
   triggerBuffer.Clear();
@@ -66,11 +66,14 @@ void Headset::Init() {
   CleanUp();
   serialNumber = sensorCount = filterMode = dataAcquisitionMode = impedanceDriverMode = analogResetMode = -1;
   samplingRate = accelerometerRate = -1.0;
-  hardwareModel = hardwareRevision = firmwareRevisionMaster = firmwareRevisionSlave = "???";
-  firmwareSubRevisionMaster.clear();
-  firmwareSubRevisionSlave.clear();
-  batteryLevel1 = batteryLevel2 = -1.0;
-  computerClock = headsetClockQueried = headsetClockSet = blockClock = batteryClock = Clock();
+  {
+    std::lock_guard<std::mutex> lock(reportLock);
+    hardwareModel = hardwareRevision = firmwareRevisionMaster = firmwareRevisionSlave = "???";
+    firmwareSubRevisionMaster.clear();
+    firmwareSubRevisionSlave.clear();
+    batteryLevel1 = batteryLevel2 = -1.0;
+    computerClock = headsetClockQueried = headsetClockSet = blockClock = batteryClock = Clock();
+  }
   connectionCreated = false;
   echoReceived = false;
   calibrationImage.fill(0);
@@ -93,12 +96,13 @@ void Headset::CleanUp() {
   else
     StopStreamingAndClose();
   ForgetSources();
-  alarmQueue.clear();
+  ClearAlarms();
   triggerBuffer.Clear();
   for (RingBuffer& buffer : accelerometerQueue) buffer.Clear();
 }
 
 void Headset::Disconnect() {
+  RefuseInsideLinkWork("disconnect");
   StopAndWaitFor(dataWatchdog);
   StopAndWaitFor(acquisitionThread);
   if (serial.SimulatedInput() != nullptr) return;
@@ -117,12 +121,10 @@ void Headset::StopStreamingAndClose() {
   serial.Close();
 }
 
-int Headset::DataAcquisitionModeNow() {
-  std::lock_guard<std::mutex> lock(readLock);
-  return dataAcquisitionMode;
-}
+int Headset::DataAcquisitionModeNow() { return dataAcquisitionMode.load(); }
 
 void Headset::Connect(const std::string& requestedPort, bool initialize) {
+  RefuseInsideLinkWork("connect");
   // Both threads read the link that is about to be replaced.
   StopAndWaitFor(dataWatchdog);
   StopAndWaitFor(acquisitionThread);
@@ -151,23 +153,23 @@ void Headset::Initialize() {
   // drops the fraction of a second that the report does not show anyway.
   long seconds = 0;
   double fraction = 0.0;
-  computerClock.AskTheComputer(seconds, fraction);
+  Clock computerNow;
+  computerNow.AskTheComputer(seconds, fraction);
   const RealTimeClockStruct record = LocalClockRecord(seconds);
+  computerNow.Set(&record);
   {
-    // Clock::Set goes through the C library's time-zone state, which threads
-    // reading blocks use under this lock.
-    std::lock_guard<std::mutex> lock(readLock);
-    computerClock.Set(&record);
+    std::lock_guard<std::mutex> lock(reportLock);
+    computerClock = computerNow;
   }
 
   // The watchdog may be reading replies too, so the flag is looked at under
   // the read lock.
   const auto greeted = [this] {
-    std::lock_guard<std::mutex> lock(readLock);
+    std::lock_guard<OwnedMutex> lock(readLock);
     return echoReceived;
   };
   {
-    std::lock_guard<std::mutex> lock(readLock);
+    std::lock_guard<OwnedMutex> lock(readLock);
     echoReceived = false;
   }
   for (int attempt = 0; attempt < kGreetingAttempts && !greeted(); ++attempt) {
@@ -199,7 +201,6 @@ void Headset::Initialize() {
   ConfigureBufferingController(0.25, 0.998, 0.0, 0.0, 0.0);
   const double batch = samplingRate * 0.06 + 0.5;
   ConfigureBatch(batch > 0.0 ? static_cast<unsigned int>(batch) : 0u, 0.05);
-  if (samplingRate > 0.0) ReallocateBuffers(kDefaultBufferSeconds, kDefaultImpedanceSeconds);
 
   ChooseChannels("FACTORY", "FACTORY", false);
   if (SetTraditionalReference(true).empty() && WouldIssue(1))
@@ -209,7 +210,9 @@ void Headset::Initialize() {
 }
 
 void Headset::SetWatchdogInterval(double seconds) {
-  // Stopped before the interval changes, since the watchdog reads it.
+  RefuseInsideLinkWork("change the watchdog interval");
+  // Stopped before the interval changes, so that a running check sees one
+  // interval throughout.
   StopAndWaitFor(dataWatchdog);
   watchdogInterval = seconds;
   if ((serial.IsOpen() || serial.SimulatedInput() != nullptr) && seconds > 0.0) dataWatchdog.Start();
@@ -219,6 +222,9 @@ bool Headset::IsConnected() {
   if (!serial.IsOpen() && serial.SimulatedInput() == nullptr) return false;
   if (linkLost) return false;
   if (serial.Elapsed() - lastDataTime < 2.0) return true;
+  // Inside a callback of the link's own work an echo could not be answered;
+  // the link is busy, which is answer enough.
+  if (InsideLinkWork()) return true;
   return VerifyConnection();
 }
 

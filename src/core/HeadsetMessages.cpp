@@ -3,16 +3,20 @@
 namespace QVT {
 
 void Headset::IssueMessage(const std::string& text, int level, int alarmCode) {
-  const bool deliverable = WouldIssue(level);
   if (alarmCode >= 0) {
+    std::lock_guard<std::mutex> lock(alarmLock);
     alarmQueue.push_back(alarmCode);
     if (alarmQueue.size() > kAlarmQueueLimit) alarmQueue.pop_front();
   }
-  if (!deliverable) return;
-  std::string message = RelativeTimeStamp(-1.0) + ":  ";
-  if (alarmCode >= 0) message += "QVT headset issued alarm: ";
-  message += text;
-  messageCallback(message.c_str(), level);
+  if (verbosity.load(std::memory_order_relaxed) < level) return;
+  // The callback is read once, by the slot, so that a client clearing it
+  // meanwhile cannot make this call through a null pointer.
+  messageCallback.Deliver([&](const CallbackSlot<MessageCallback>::Pair& callback) {
+    std::string message = RelativeTimeStamp(-1.0) + ":  ";
+    if (alarmCode >= 0) message += "QVT headset issued alarm: ";
+    message += text;
+    callback.function(message.c_str(), level);
+  });
 }
 
 }  // namespace QVT

@@ -56,19 +56,44 @@ std::string Headset::RelativeTimeStamp(double t) const {
 
 std::string Headset::BatteryLevel() const {
   std::ostringstream out;
-  out << "[ " << batteryLevel1 << ", " << batteryLevel2 << " ]";
+  out << "[ " << BatteryReading(1) << ", " << BatteryReading(2) << " ]";
   return out.str();
 }
 
+double Headset::BatteryReading(int which) const {
+  std::lock_guard<std::mutex> lock(reportLock);
+  return which == 1 ? batteryLevel1 : which == 2 ? batteryLevel2 : 0.0;
+}
+
+std::string Headset::HardwareModel() const {
+  std::lock_guard<std::mutex> lock(reportLock);
+  return hardwareModel;
+}
+
+std::string Headset::HardwareRevision() const {
+  std::lock_guard<std::mutex> lock(reportLock);
+  return hardwareRevision;
+}
+
 std::string Headset::FirmwareRevision() const {
+  std::lock_guard<std::mutex> lock(reportLock);
   return firmwareRevisionMaster + " (" + SubRevisions(firmwareSubRevisionMaster) + ") + " +
          firmwareRevisionSlave + " (" + SubRevisions(firmwareSubRevisionSlave) + ")";
 }
 
 std::string Headset::InfoString() const {
+  // The clock texts are made from copies, so that the report lock is not held
+  // while the C library looks up the time zone.
+  Clock clockSet, clockQueried, clockBattery;
+  {
+    std::lock_guard<std::mutex> lock(reportLock);
+    clockSet = computerClock;
+    clockQueried = headsetClockQueried;
+    clockBattery = batteryClock;
+  }
   InfoWriter info;
-  info.Quoted("HardwareModel", hardwareModel);
-  info.Quoted("HardwareRevision", hardwareRevision);
+  info.Quoted("HardwareModel", HardwareModel());
+  info.Quoted("HardwareRevision", HardwareRevision());
   info.Bare("SerialNumber", static_cast<std::uint32_t>(serialNumber));
   info.Bare("SensorCount", static_cast<std::uint32_t>(sensorCount));
   info.Quoted("FirmwareRevision", FirmwareRevision());
@@ -78,22 +103,23 @@ std::string Headset::InfoString() const {
   info.Quoted("FactoryReference", FactoryReferenceDescription());
   info.Quoted("ChosenDefaultReference", ReferenceDescription());
   info.Quoted("Montage", MontageString(true));
-  info.Bare("SamplingRate", samplingRate);
-  info.Bare("AccelerometerRate", accelerometerRate);
+  info.Bare("SamplingRate", samplingRate.load());
+  info.Bare("AccelerometerRate", accelerometerRate.load());
   info.Bare("BatteryLevel", BatteryLevel());
-  info.Quoted("TimeOnboardClockSet", computerClock.String(0.0, 0));
-  info.Quoted("TimeOnboardClockQueried", headsetClockQueried.String(0.0, 0));
-  info.Quoted("TimeBatteryMeasured", batteryClock.String(0.0, 0));
-  info.Bare("FilterMode", filterMode);
-  info.Bare("DataAcquisitionMode", dataAcquisitionMode);
-  info.Bare("ImpedanceDriverMode", impedanceDriverMode);
-  info.Bare("AnalogResetMode", analogResetMode);
+  info.Quoted("TimeOnboardClockSet", clockSet.String(0.0, 0));
+  info.Quoted("TimeOnboardClockQueried", clockQueried.String(0.0, 0));
+  info.Quoted("TimeBatteryMeasured", clockBattery.String(0.0, 0));
+  info.Bare("FilterMode", filterMode.load());
+  info.Bare("DataAcquisitionMode", dataAcquisitionMode.load());
+  info.Bare("ImpedanceDriverMode", impedanceDriverMode.load());
+  info.Bare("AnalogResetMode", analogResetMode.load());
   return info.Finish();
 }
 
-// Any thread that reads blocks may be queueing alarms, hence the read lock.
+// Any thread that reads blocks may be queueing alarms; the queue's own lock
+// is held only around the queue itself.
 int Headset::GetAlarm(bool remove) {
-  std::lock_guard<std::mutex> lock(readLock);
+  std::lock_guard<std::mutex> lock(alarmLock);
   if (alarmQueue.empty()) return 0;
   const int code = alarmQueue.front();
   if (remove) alarmQueue.pop_front();
@@ -101,12 +127,12 @@ int Headset::GetAlarm(bool remove) {
 }
 
 std::size_t Headset::NumberOfAlarms() {
-  std::lock_guard<std::mutex> lock(readLock);
+  std::lock_guard<std::mutex> lock(alarmLock);
   return alarmQueue.size();
 }
 
 void Headset::ClearAlarms() {
-  std::lock_guard<std::mutex> lock(readLock);
+  std::lock_guard<std::mutex> lock(alarmLock);
   alarmQueue.clear();
 }
 

@@ -167,7 +167,8 @@ void Headset::ProcessSample(DataPacketStruct& packet, double /*blockTime*/, doub
     if (stage != nullptr && stage->callback != nullptr) stage->callback(this, t, stage);
   }
 
-  if (sampleCallback != nullptr) sampleCallback(this, t, sampleCallbackData);
+  sampleCallback.Deliver(
+      [&](const CallbackSlot<SampleCallback>::Pair& callback) { callback.function(this, t, callback.data); });
 }
 
 double Headset::ImpedanceCMF() const {

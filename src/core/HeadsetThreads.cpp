@@ -18,7 +18,20 @@ constexpr double kIdlePause = 0.001;
 
 }  // namespace
 
+bool Headset::InsideLinkWork() const {
+  return readLock.HeldByThisThread() || sendLock.HeldByThisThread() || acquisitionThread.IsCurrentThread() ||
+         dataWatchdog.IsCurrentThread();
+}
+
+void Headset::RefuseInsideLinkWork(const std::string& action) const {
+  if (InsideLinkWork())
+    throw "Cannot " + action + " from inside a callback that runs while the headset reads its link.";
+}
+
 void Headset::StopAndWaitFor(Thread& thread) {
+  // A thread cannot wait for itself, nor for a thread that may be waiting for
+  // a lock this one holds.
+  RefuseInsideLinkWork("stop a thread of the headset");
   thread.RequestStop();
   while (thread.Running() && !thread.Finished()) Sleep(kThreadPoll);
 }
@@ -44,7 +57,7 @@ int Headset::DataWatchdog::Run() {
     const double wake = PrecisionTime() + kWatchdogPeriod;
     while (!StopRequested() && PrecisionTime() < wake) Sleep(kWatchdogSlice);
     if (StopRequested()) break;
-    if (headset.serial.Elapsed() - headset.lastDataTime >= headset.watchdogInterval) {
+    if (headset.serial.Elapsed() - headset.lastDataTime >= headset.watchdogInterval.load()) {
       headset.VerifyConnection();
       if (headset.linkLost) break;
     }
@@ -53,6 +66,7 @@ int Headset::DataWatchdog::Run() {
 }
 
 bool Headset::StartBackgroundAcquisition() {
+  RefuseInsideLinkWork("start background acquisition");
   StopAndWaitFor(acquisitionThread);
   return acquisitionThread.Start();
 }

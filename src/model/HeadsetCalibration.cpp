@@ -35,8 +35,10 @@ constexpr int kSevenSlotHeadset = 7;
 
 }  // namespace
 
-unsigned long Headset::ImpedanceAveragingLength() const {
-  const double length = samplingRate * impedanceSeconds + 0.5;
+unsigned long Headset::ImpedanceAveragingLength() const { return SlotsFor(impedanceSeconds); }
+
+unsigned long Headset::SlotsFor(double seconds) const {
+  const double length = samplingRate * seconds + 0.5;
   // While the sampling rate is unknown (-1.0) the product is negative and
   // would wrap to a huge count: no averaging slots then. NaN lands here too.
   if (!(length >= 0.0)) return 0;

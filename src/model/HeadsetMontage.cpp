@@ -19,7 +19,7 @@ constexpr const char* kListSeparators = " \t\r\n,";
 
 }  // namespace
 
-unsigned long Headset::MontageBufferLength() const { return std::max(channelBufferLength, 1UL); }
+unsigned long Headset::MontageBufferLength() const { return std::max(SlotsFor(bufferSeconds), 1UL); }
 
 std::unique_ptr<Channel> Headset::ConstructChannel(std::string specification, bool autoSwap) const {
   auto channel = std::make_unique<Channel>();

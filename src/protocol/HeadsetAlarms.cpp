@@ -66,6 +66,7 @@ void Headset::ProcessAlarm(AlarmPacketStruct& packet, double /*blockTime*/, doub
     return width == 2 ? ReadU16LE(p) : *p;
   };
   if (code == kBatteryLevel) {
+    std::lock_guard<std::mutex> lock(reportLock);
     batteryLevel1 = parameter(0);
     batteryLevel2 = parameter(1);
     batteryClock = blockClock;

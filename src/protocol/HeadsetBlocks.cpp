@@ -37,7 +37,7 @@ bool NoLink(const SerialConnection& serial) { return !serial.IsOpen() && serial.
 }  // namespace
 
 bool Headset::TryToReadBlock() {
-  std::lock_guard<std::mutex> lock(readLock);
+  std::lock_guard<OwnedMutex> lock(readLock);
   if (resynchronizationNeeded && !Resynchronize()) return false;
   try {
     if (ReadBlock() == 0) return false;
@@ -189,7 +189,7 @@ unsigned Headset::DecodePacket(PacketHeaderStruct* packet, double blockTime) {
 
 void Headset::FeedFakeData(const void* bytes, unsigned long count) {
   if (bytes == nullptr || count == 0) return;
-  std::lock_guard<std::mutex> lock(readLock);
+  std::lock_guard<OwnedMutex> lock(readLock);
   SerialConnection::ByteQueue* queue = serial.SimulatedInput();
   if (queue == nullptr) return;
   const auto* first = static_cast<const std::uint8_t*>(bytes);

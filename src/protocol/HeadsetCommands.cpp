@@ -148,7 +148,7 @@ void Headset::SetAccelerometerRate(unsigned short rate) {
   double now;
   {
     // The reply may have been processed on the acquisition thread.
-    std::lock_guard<std::mutex> lock(readLock);
+    std::lock_guard<OwnedMutex> lock(readLock);
     now = accelerometerRate;
   }
   if (now != rate && WouldIssue(1))
@@ -182,7 +182,7 @@ void Headset::KillDataStream(bool wait) {
     if (WouldIssue(2)) IssueMessage("Kill failed. Trying again...", 2);
   }
   {
-    std::lock_guard<std::mutex> lock(readLock);
+    std::lock_guard<OwnedMutex> lock(readLock);
     resynchronizationNeeded = false;
     expectedBlockNumber = -1;
     expectedSequenceNumber = -1;

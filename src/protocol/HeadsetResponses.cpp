@@ -126,26 +126,31 @@ void Headset::ProcessResponse(ResponsePacketStruct& packet, double /*blockTime*/
     IssueMessage("extraneous bytes follow payload in response to " + familyName + " command " + idText, 3);
 
   switch (code) {
-    case CommandFamily::FirmwareRevision:
-      (fromSlave ? firmwareRevisionSlave : firmwareRevisionMaster) =
-          NullTerminatedString(payload, payloadLength);
+    case CommandFamily::FirmwareRevision: {
+      std::string revision = NullTerminatedString(payload, payloadLength);
+      std::lock_guard<std::mutex> lock(reportLock);
+      (fromSlave ? firmwareRevisionSlave : firmwareRevisionMaster) = std::move(revision);
       break;
+    }
 
-    case CommandFamily::FirmwareRevisionSub:
+    case CommandFamily::FirmwareRevisionSub: {
+      std::lock_guard<std::mutex> lock(reportLock);
       (fromSlave ? firmwareSubRevisionSlave : firmwareSubRevisionMaster)[payload[0]] = payload[1];
       break;
+    }
 
     case CommandFamily::DeviceIdentification: {
       const std::string identity(reinterpret_cast<const char*>(payload), payloadLength);
       std::vector<std::string> words = Split(identity, kIdentitySeparators);
-      if (words.size() < 2) {
-        hardwareRevision = "";
-        hardwareModel = Join(" ", words);
-      } else {
-        hardwareRevision = words.back();
+      std::string revision;
+      if (words.size() >= 2) {
+        revision = words.back();
         words.pop_back();
-        hardwareModel = Join(" ", words);
       }
+      std::string model = Join(" ", words);
+      std::lock_guard<std::mutex> lock(reportLock);
+      hardwareRevision = std::move(revision);
+      hardwareModel = std::move(model);
       break;
     }
 
@@ -204,8 +209,12 @@ void Headset::ProcessResponse(ResponsePacketStruct& packet, double /*blockTime*/
     case CommandFamily::RealTimeClock: {
       const RealTimeClockStruct queried = ClockRecordAt(payload);
       const RealTimeClockStruct set = ClockRecordAt(payload + 7);
-      headsetClockQueried.Set(&queried);
-      headsetClockSet.Set(&set);
+      Clock clockQueried, clockSet;
+      clockQueried.Set(&queried);
+      clockSet.Set(&set);
+      std::lock_guard<std::mutex> lock(reportLock);
+      headsetClockQueried = clockQueried;
+      headsetClockSet = clockSet;
       break;
     }
 

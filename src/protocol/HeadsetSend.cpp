@@ -34,7 +34,7 @@ class PendingGuard {
   // Clears the pending command; true when the reply had already cleared it.
   bool Release() {
     if (headset_.pendingCommand.load() == nullptr) return true;
-    std::lock_guard<std::mutex> lock(headset_.readLock);
+    std::lock_guard<OwnedMutex> lock(headset_.readLock);
     Command* expected = &command_;
     return !headset_.pendingCommand.compare_exchange_strong(expected, nullptr);
   }
@@ -61,11 +61,16 @@ void Headset::ForgetPending(int id, bool final, bool refused) {
 }
 
 bool Headset::Send(Command& command, double timeout, int attempts, double writeLimit) {
+  // The reply would have to be read by this very thread, which is busy in a
+  // callback of the read or exchange already under way.
+  if (readLock.HeldByThisThread() || sendLock.HeldByThisThread())
+    throw std::string(
+        "Cannot send a command from inside a callback that runs while the headset reads its link.");
   if (serial.SimulatedInput() != nullptr) return true;
   if (!serial.IsOpen())
     throw std::string("Cannot send commands to headset: serial-port connection not yet established.");
   if (linkLost.load()) throw std::string("QVT link lost: cannot send command");
-  std::lock_guard<std::mutex> sending(sendLock);
+  std::lock_guard<OwnedMutex> sending(sendLock);
 
   Sign(command);
   std::string wire = commandPrefix;
@@ -79,7 +84,7 @@ bool Headset::Send(Command& command, double timeout, int attempts, double writeL
   for (int attempt = 1; attempt <= attempts; ++attempt) {
     int result;
     {
-      std::lock_guard<std::mutex> lock(readLock);
+      std::lock_guard<OwnedMutex> lock(readLock);
       pendingCommand.store(pending);
       result = writeLimit > 0.0 ? serial.SendBounded(wire.data(), length, writeLimit)
                                 : serial.Send(wire.data(), length);

@@ -37,6 +37,7 @@ bool Thread::Start() {
 
 int Thread::RunSynchronously() {
   running = true;
+  runner = std::this_thread::get_id();
   int result = 0;
   try {
     result = Run();
@@ -49,6 +50,7 @@ int Thread::RunSynchronously() {
     failed = true;
     result = 0;
   }
+  runner = std::thread::id();
   finished = true;
   return result;
 }

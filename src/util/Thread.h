@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <string>
+#include <thread>
 
 namespace QVT {
 
@@ -33,6 +34,8 @@ class Thread {
   bool Failed() const { return failed; }
   bool StopRequested() const { return stopRequested; }
   void RequestStop() { stopRequested = true; }
+  // True on the thread that is running the body right now.
+  bool IsCurrentThread() const { return runner.load() == std::this_thread::get_id(); }
   const std::string& ErrorMessage() const { return errorMessage; }
 
  protected:
@@ -44,6 +47,7 @@ class Thread {
   std::atomic<bool> finished{false};
   std::atomic<bool> failed{false};
   std::atomic<bool> stopRequested{false};
+  std::atomic<std::thread::id> runner{};
   std::string errorMessage;
 };
 

@@ -27,7 +27,7 @@ class HeadsetBuffering : public ::testing::Test {
  protected:
   void SetUp() override {
     MessageRecorder::Clear();
-    h->messageCallback = MessageRecorder::Callback;
+    h->messageCallback.Set(MessageRecorder::Callback);
     h->SimulateInput();
     h->samplingRate = 300.0;
     h->ReallocateBuffers(Headset::kDefaultBufferSeconds, Headset::kDefaultImpedanceSeconds);
@@ -56,7 +56,14 @@ TEST_F(HeadsetBuffering, BuffersAreSizedFromTheSamplingRate) {
   h->ReallocateBuffers(10.0, 0.5);
   EXPECT_EQ(h->montage[0]->buffer.Capacity(), 1u);
   EXPECT_EQ(h->sources[0]->eegInPhase.Capacity(), 0u);
-  EXPECT_EQ(h->impedanceSeconds, 0.5);
+
+  // The durations are kept, not the lengths: what is built after a rate
+  // change is sized for the new rate.
+  h->samplingRate = 600.0;
+  h->AddChannelToMontage("Fp1", false);
+  EXPECT_EQ(h->montage.back()->buffer.Capacity(), 6000u);
+  h->InterpretCalibrationMemory(nullptr);
+  EXPECT_EQ(h->sources[0]->plainSignal.Capacity(), 300u);
 }
 
 TEST_F(HeadsetBuffering, FirstBatchPrimesWithBatchCushionAndTarget) {

@@ -106,7 +106,7 @@ TEST(Reports, RelativeTimeStampIsSixWideWithThreeDecimals) {
 
 TEST(SimulatedLink, IdleAndBackgroundAcquisitionReadWhatArrives) {
   Headset headset("deferred");
-  headset.messageCallback = nullptr;
+  headset.messageCallback.Set(nullptr);
   headset.SimulateInput();
   const std::string block = BatteryAlarmBlock();
 

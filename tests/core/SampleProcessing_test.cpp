@@ -31,17 +31,16 @@ double Gain(int slot) { return 0.301 * (1.0 + Wire::TenTwentyGainTrim(slot) / 32
 struct Rig {
   Rig(const QVT::CalibrationImage& image, unsigned rate, const std::string& channels, int verbosity = 2) {
     headset.SimulateInput();
-    headset.messageCallback = MessageRecorder::Callback;
+    headset.messageCallback.Set(MessageRecorder::Callback);
     headset.verbosity = verbosity;
     Feed(Wire::EncodeResponse(1, QVT::CommandFamily::DataAcquisitionMode, 1,
                               Wire::U16LE(0x0101) + Wire::U16LE(rate)));
     headset.InterpretCalibrationMemory(image.data());
-    headset.channelBufferLength = 256;
+    headset.bufferSeconds = 256.0 / rate;
     headset.ChooseChannels(channels, "", false);
-    headset.sampleCallback = [](QVT::Headset*, double t, void* times) {
-      static_cast<std::vector<double>*>(times)->push_back(t);
-    };
-    headset.sampleCallbackData = &sampleTimes;
+    headset.sampleCallback.Set(
+        [](QVT::Headset*, double t, void* times) { static_cast<std::vector<double>*>(times)->push_back(t); },
+        &sampleTimes);
     MessageRecorder::Clear();
   }
   void Feed(const std::string& packets) {

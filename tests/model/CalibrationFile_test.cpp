@@ -128,7 +128,7 @@ namespace {
 class CalibrationFileOfHeadset : public ::testing::Test {
  protected:
   CalibrationFileOfHeadset() : h("deferred") {
-    h.messageCallback = nullptr;
+    h.messageCallback.Set(nullptr);
     h.InterpretCalibrationMemory(QVT::testing::TenTwentyCalibrationImage().data());
   }
   static std::string PathOf(const std::string& name) {
@@ -144,7 +144,7 @@ TEST_F(CalibrationFileOfHeadset, DumpLoadsIntoAnotherHeadset) {
   const std::string path = PathOf("dump.hex");
   h.DumpCalibrationMemoryToFile(path, "hex");
   QVT::Headset other("deferred");
-  other.messageCallback = nullptr;
+  other.messageCallback.Set(nullptr);
   other.ReadCalibrationMemoryFromFile(path, "");
   EXPECT_EQ(other.calibrationImage, h.calibrationImage);
   ASSERT_EQ(other.sources.size(), 42u);

@@ -17,7 +17,7 @@ constexpr double kCommonModeGain = 74.0;
 
 class CalibrationMemory : public ::testing::Test {
  protected:
-  CalibrationMemory() : h("deferred") { h.messageCallback = nullptr; }
+  CalibrationMemory() : h("deferred") { h.messageCallback.Set(nullptr); }
 
   void Interpret(const CalibrationImage& image) { h.InterpretCalibrationMemory(image.data()); }
   // Positions count from 1, as source numbers do.

@@ -86,7 +86,7 @@ TEST(MontageWithoutNames, ChosenListWaitsForSourcesAndUnnamedSourcesBecomeChanne
   unnamed.fill(SourceID::NC);
   const auto blank = MakeHeadset(unnamed);
   MessageRecorder::Clear();
-  blank->messageCallback = MessageRecorder::Callback;
+  blank->messageCallback.Set(MessageRecorder::Callback);
   blank->verbosity = 1;
   blank->ChooseChannels("FACTORY", "FACTORY", false);
   EXPECT_TRUE(MessageRecorder::Contains("Headset flash memory contains no information about source IDs.", 1));

@@ -90,7 +90,7 @@ TEST_F(AlarmProcessing, AlarmsAreQueuedWhetherHeardOrNotAndCappedAtAThousand) {
   Process(kMaster, 36, 0);  // 548, level 2
   Process(kMaster, 1, 0);   // 513, level 3: not heard
   EXPECT_EQ(Recorded(), (Messages{{"QVT headset issued alarm: SD Card not detected", 2}}));
-  headset.messageCallback = nullptr;
+  headset.messageCallback.Set(nullptr);
   Process(kMaster, 36, 0);
   EXPECT_EQ(headset.alarmQueue, (Codes{548, 513, 548}));
 

@@ -41,7 +41,7 @@ class BlockReading : public ::testing::Test {
   BlockReading() : headset("deferred") {
     headset.SimulateInput();
     MessageRecorder::Clear();
-    headset.messageCallback = MessageRecorder::Callback;
+    headset.messageCallback.Set(MessageRecorder::Callback);
     headset.verbosity = 4;
   }
 

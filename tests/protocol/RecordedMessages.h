@@ -22,7 +22,7 @@ class RecordingHeadsetTest : public ::testing::Test {
  protected:
   RecordingHeadsetTest() : headset("deferred") {
     MessageRecorder::Clear();
-    headset.messageCallback = MessageRecorder::Callback;
+    headset.messageCallback.Set(MessageRecorder::Callback);
     headset.verbosity = 3;
   }
 

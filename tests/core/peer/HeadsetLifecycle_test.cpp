@@ -70,8 +70,10 @@ class ConnectedHeadset : public ::testing::Test {
     peer = new HeadsetPeer(*pty, profile);
     MessageRecorder::Clear();
     headset = new Headset("deferred");
-    headset->messageCallback = MessageRecorder::Callback;
+    headset->messageCallback.Set(MessageRecorder::Callback);
     headset->verbosity = 2;
+    // Chosen before connecting; the handshake must keep them.
+    headset->ReallocateBuffers(2.0, 0.5);
     const auto start = std::chrono::steady_clock::now();
     headset->Connect(pty->SlavePath(), true);
     handshakeSeconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
@@ -123,7 +125,9 @@ TEST_F(ConnectedHeadset, HandshakeQueriesTheHeadsetInOrder) {
   EXPECT_GE(handshakeSeconds, 2.0);  // the battery monitor settles
 
   EXPECT_EQ(headset->samplingRate, 300.0);
-  EXPECT_FALSE(headset->montage.empty());
+  ASSERT_FALSE(headset->montage.empty());
+  EXPECT_EQ(headset->montage[0]->buffer.Capacity(), 600u);
+  EXPECT_EQ(headset->sources[0]->plainSignal.Capacity(), 150u);
   EXPECT_EQ(headset->GetAlarm(false), 527);  // the battery level alarm
   for (const RecordedMessage& m : handshakeMessages) EXPECT_GT(m.level, 1) << m;
   EXPECT_EQ(handshakeMessages.front(), (RecordedMessage{"Connected to " + pty->SlavePath(), 2}));
@@ -240,7 +244,7 @@ class BareConnection : public ::testing::Test {
 
   std::unique_ptr<Headset> Connected(double watchdogInterval = 0.0) {
     auto headset = std::make_unique<Headset>("deferred");
-    headset->messageCallback = MessageRecorder::Callback;
+    headset->messageCallback.Set(MessageRecorder::Callback);
     headset->verbosity = 1;
     headset->SetWatchdogInterval(watchdogInterval);
     EXPECT_FALSE(headset->dataWatchdog.Running());  // nothing to watch yet

@@ -42,7 +42,7 @@ std::string Thrown(const std::function<void()>& call) {
 class CommandExchange : public ::testing::Test {
  protected:
   CommandExchange() : headset("deferred"), peer(pty) {
-    headset.messageCallback = MessageRecorder::Callback;
+    headset.messageCallback.Set(MessageRecorder::Callback);
     headset.Connect(pty.SlavePath(), false);
     MessageRecorder::Clear();
     headset.verbosity = 3;
@@ -276,7 +276,7 @@ class DeadLine : public ::testing::Test {
   DeadLine() : headset("deferred") {
     const int master = posix_openpt(O_RDWR | O_NOCTTY);
     if (master < 0 || grantpt(master) != 0 || unlockpt(master) != 0) throw std::string("no pseudo-terminal");
-    headset.messageCallback = MessageRecorder::Callback;
+    headset.messageCallback.Set(MessageRecorder::Callback);
     headset.Connect(ptsname(master), false);
     close(master);
     MessageRecorder::Clear();

@@ -53,7 +53,7 @@ double SecondsSince(std::chrono::steady_clock::time_point start) {
 class NamedCommands : public ::testing::Test {
  protected:
   NamedCommands() : peer(pty), headset("deferred") {
-    headset.messageCallback = MessageRecorder::Callback;
+    headset.messageCallback.Set(MessageRecorder::Callback);
     headset.Connect(pty.SlavePath(), false);
     MessageRecorder::Clear();
     headset.verbosity = 1;
@@ -242,7 +242,7 @@ TEST_F(NamedCommands, KillDataStreamStopsAcquisitionAndForgetsTheStreamState) {
 TEST(NamedCommandsSimulated, ReturnAtOnceWithoutWriting) {
   Headset headset("deferred");
   headset.SimulateInput();
-  headset.messageCallback = nullptr;
+  headset.messageCallback.Set(nullptr);
   const auto start = std::chrono::steady_clock::now();
   EXPECT_TRUE(headset.QueryDeviceID());
   EXPECT_TRUE(headset.QuerySensorInfo());
