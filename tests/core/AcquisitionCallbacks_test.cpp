@@ -66,9 +66,12 @@ class AcquisitionCallbacks : public ::testing::Test {
     h->SimulateInput();
     h->samplingRate = 300.0;
     h->ChooseChannels("Fz Cz", "", false);
-    // A simulated link counts as streaming, so the thread reads what is fed.
-    ASSERT_TRUE(h->StartBackgroundAcquisition());
   }
+  // A simulated link counts as streaming, so the thread reads what is fed.
+  // While the queue is empty the thread waits for bytes holding the read
+  // lock, which also holds up feeding; so the tests feed first where it
+  // matters.
+  void Start() { ASSERT_TRUE(h->StartBackgroundAcquisition()); }
   void TearDown() override { h.reset(); }
 
   void FeedData(int packets) {
@@ -88,14 +91,17 @@ class AcquisitionCallbacks : public ::testing::Test {
 
 TEST_F(AcquisitionCallbacks, ChangingCallbacksWhileTheyAreDeliveredIsSafe) {
   h->verbosity = 5;  // a message for every packet
-  const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(400);
-  for (int round = 0; std::chrono::steady_clock::now() < end; ++round) {
-    FeedData(4);
+  constexpr unsigned long kPackets = 2000;
+  for (unsigned long n = 0; n < kPackets; n += 8) FeedData(8);
+  Start();
+  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+  for (int round = 0; h->Buffered() < kPackets && std::chrono::steady_clock::now() < end; ++round) {
     const bool on = round % 2 == 0;
     h->messageCallback.Set(on ? CountMessage : nullptr);
     h->sampleCallback.Set(on ? CheckSamplePair : nullptr, on ? &gSampleData : nullptr);
     h->verbosity = on ? 5 : 4;
   }
+  ASSERT_EQ(h->Buffered(), kPackets);
   EXPECT_GT(gMessages.load(), 0);
   EXPECT_EQ(gTornSamples.load(), 0);
 
@@ -113,6 +119,7 @@ TEST_F(AcquisitionCallbacks, ChangingCallbacksWhileTheyAreDeliveredIsSafe) {
 TEST_F(AcquisitionCallbacks, AMessageCallbackMayReadTheAlarmQueueAndReports) {
   h->messageCallback.Set(ReactToAlarm);
   Feed(Wire::EncodeAlarm(2, 36, 0, "") + Wire::EncodeAlarm(2, 36, 0, ""));  // two "SDCardAbsent"
+  Start();
   ASSERT_TRUE(WaitUntil([] { return gAlarmsSeenInCallback >= 1; }, 2.0)) << "the callback hung";
   EXPECT_TRUE(WaitUntil([] { return gAlarmsSeenInCallback == 2; }, 2.0));
   EXPECT_EQ(h->GetAlarm(true), 548);
@@ -155,6 +162,7 @@ TEST_F(AcquisitionCallbacks, CallsThatWouldWaitForThemselvesAreRefused) {
   gInsideDone = false;
   h->sampleCallback.Set(RunInsideCallback);
   FeedData(1);
+  Start();
   ASSERT_TRUE(WaitUntil([] { return gInsideDone.load(); }, 2.0)) << "a call hung";
   ASSERT_EQ(gInsideResults.size(), gInside.size());
   for (std::size_t i = 0; i < gInside.size(); ++i)
