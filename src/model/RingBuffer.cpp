@@ -48,30 +48,48 @@ void RingBuffer::Flush() {
   overflow.store(0);
 }
 
-// A zero-length select() does not give up the processor; yielding lets the
-// holder of the lock run when both threads share a core.
+// The two-party lock with one read-modify-write per side: the exchange on
+// turn orders the own flag before the look at the other's, and the release
+// of the flag publishes what was done inside. A zero-length select() does
+// not give up the processor; yielding lets the holder of the lock run when
+// both threads share a core.
 void RingBuffer::LockAsWriter() {
-  writing.store(true);
-  turn.store(1);
-  while (reading.load() && turn.load() == 1) std::this_thread::yield();
+  writing.store(true, std::memory_order_relaxed);
+  turn.exchange(1, std::memory_order_acq_rel);
+  while (reading.load(std::memory_order_acquire) && turn.load(std::memory_order_acquire) == 1)
+    std::this_thread::yield();
 }
 
 void RingBuffer::LockAsReader() {
-  reading.store(true);
-  turn.store(0);
-  while (writing.load() && turn.load() == 0) std::this_thread::yield();
+  reading.store(true, std::memory_order_relaxed);
+  turn.exchange(0, std::memory_order_acq_rel);
+  while (writing.load(std::memory_order_acquire) && turn.load(std::memory_order_acquire) == 0)
+    std::this_thread::yield();
 }
 
 void RingBuffer::Write(double v) {
   if (capacity == 0 || !data) return;
   LockAsWriter();
+  Store(v);
+  writing.store(false, std::memory_order_release);
+}
 
-  // Inside the lock the seq_cst flags already order everything against
-  // Read, so the fields need only be atomic for the unlocked accessors.
+void RingBuffer::WriteUnshared(double v) {
+  if (capacity == 0 || !data) return;
+  Store(v);
+}
+
+void RingBuffer::Store(double v) {
+  // Inside the lock its flags already order everything against Read, so the
+  // fields need only be atomic for the unlocked accessors.
   const std::uint64_t index = writeIndex.load(std::memory_order_relaxed);
+  // Slots are written in order, a cache line every eight; asking for the
+  // line after this one now hides most of the wait for it later.
+  if (index % 8 == 0) __builtin_prefetch(&data[index + 8 < capacity ? index + 8 : 0], 1);
   const double old = LoadSlot(data[index]);
   StoreSlot(data[index], v);
-  const std::uint64_t next = (index + 1) % capacity;
+  // A compare, not a division: this runs for every value of every buffer.
+  const std::uint64_t next = index + 1 == capacity ? 0 : index + 1;
   // Release, so that LookBack never sees the new index before the new value.
   writeIndex.store(next, std::memory_order_release);
 
@@ -88,8 +106,6 @@ void RingBuffer::Write(double v) {
   } else {
     count.store(unread + 1, std::memory_order_relaxed);
   }
-
-  writing.store(false);
 }
 
 double RingBuffer::Read() {
@@ -98,7 +114,7 @@ double RingBuffer::Read() {
 
   const std::uint64_t unread = count.load(std::memory_order_relaxed);
   if (unread == 0) {
-    reading.store(false);
+    reading.store(false, std::memory_order_release);
     throw std::string("buffer underflow");
   }
   const std::uint64_t index = readIndex.load(std::memory_order_relaxed);
@@ -107,9 +123,9 @@ double RingBuffer::Read() {
   // could find the buffer full and move readIndex itself, and this read's
   // late update would then skip a slot or leave count one short, which later
   // delivers values out of order.
-  readIndex.store((index + 1) % capacity, std::memory_order_relaxed);
+  readIndex.store(index + 1 == capacity ? 0 : index + 1, std::memory_order_relaxed);
   count.store(unread - 1, std::memory_order_relaxed);
-  reading.store(false);
+  reading.store(false, std::memory_order_release);
   return v;
 }
 

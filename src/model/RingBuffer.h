@@ -27,6 +27,11 @@ class RingBuffer {
   // Overwrites the oldest unread value when full, counting it as overflow.
   // Does nothing on an unallocated buffer.
   void Write(double v);
+  // The same without the two-party lock, for a buffer that no other thread
+  // calls Read on while it is written: the moving averages of a source,
+  // which the thread that writes them also sums. Unlocked readers (Count,
+  // Sum, LookBack) stay safe.
+  void WriteUnshared(double v);
 
   // The oldest unread value; throws when there is none.
   double Read();
@@ -46,6 +51,8 @@ class RingBuffer {
  private:
   void LockAsWriter();
   void LockAsReader();
+  // Stores v and keeps the indices, sum, count and overflow.
+  void Store(double v);
 
   // Allocation is single-threaded by contract, so data and capacity are
   // plain. The rest is shared between a writer and an unlocked reader.

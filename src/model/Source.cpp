@@ -38,11 +38,12 @@ void Source::SetRawSignal(double raw) {
 }
 
 void Source::ComputeImpedance(double eegI, double eegQ, double cmfI, double cmfQ) {
-  eegInPhase.Write(eegI * signal);
-  eegQuadrature.Write(eegQ * signal);
-  cmfInPhase.Write(cmfI * signal);
-  cmfQuadrature.Write(cmfQ * signal);
-  plainSignal.Write(signal);
+  // Only this thread reads these buffers, through their sums.
+  eegInPhase.WriteUnshared(eegI * signal);
+  eegQuadrature.WriteUnshared(eegQ * signal);
+  cmfInPhase.WriteUnshared(cmfI * signal);
+  cmfQuadrature.WriteUnshared(cmfQ * signal);
+  plainSignal.WriteUnshared(signal);
 
   // The averages include the zeros of fresh slots, so they ramp up over the
   // first averaging length of samples.
