@@ -21,7 +21,32 @@ RealTimeClockStruct LocalClockRecord(long t) {
                              static_cast<std::uint8_t>(local.tm_sec)};
 }
 
+namespace {
+
+// mktime looks the time zone up again on every call (a stat of the zone file
+// each time); every block carries a clock record that changes once a second,
+// so the last conversion of each thread is kept.
+struct LastConversion {
+  RealTimeClockStruct record{};
+  std::int64_t seconds = 0;
+  bool valid = false;
+};
+thread_local LastConversion lastConversion;
+
+bool SameRecord(const RealTimeClockStruct& a, const RealTimeClockStruct& b) {
+  return a.month == b.month && a.day == b.day && a.year == b.year && a.hour == b.hour &&
+         a.minute == b.minute && a.second == b.second;
+}
+
+}  // namespace
+
 Clock& Clock::Set(const RealTimeClockStruct* record) {
+  if (lastConversion.valid && SameRecord(lastConversion.record, *record)) {
+    seconds = lastConversion.seconds;
+    fraction = 0.0;
+    isSet = true;
+    return *this;
+  }
   std::tm calendar{};
   calendar.tm_sec = record->second;
   calendar.tm_min = record->minute;
@@ -31,6 +56,7 @@ Clock& Clock::Set(const RealTimeClockStruct* record) {
   calendar.tm_year = record->year + 100;
   calendar.tm_isdst = -1;  // unknown: let mktime decide
   seconds = std::mktime(&calendar);
+  lastConversion = LastConversion{*record, seconds, true};
   fraction = 0.0;
   isSet = true;
   return *this;
