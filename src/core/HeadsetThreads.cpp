@@ -33,6 +33,7 @@ void Headset::StopAndWaitFor(Thread& thread) {
   // a lock this one holds.
   RefuseInsideLinkWork("stop a thread of the headset");
   thread.RequestStop();
+  serial.Interrupt();
   while (thread.Running() && !thread.Finished()) Sleep(kThreadPoll);
 }
 
@@ -43,8 +44,9 @@ int Headset::AcquisitionThread::Run() {
   if (!wasStreaming) headset.StartDataAcquisition();
   if (!StopRequested()) {
     while (headset.DataAcquisitionModeNow() != 0) {
-      headset.TryToReadBlock();
-      Sleep(kThreadPoll);
+      // The read itself waits for the link; the pause is only for a read
+      // that found nothing, so that a silent link is not spun on.
+      if (!headset.TryToReadBlock()) Sleep(kThreadPoll);
       if (StopRequested()) break;
     }
   }
@@ -71,7 +73,12 @@ bool Headset::StartBackgroundAcquisition() {
   return acquisitionThread.Start();
 }
 
-void Headset::StopBackgroundAcquisition() { acquisitionThread.RequestStop(); }
+void Headset::StopBackgroundAcquisition() {
+  acquisitionThread.RequestStop();
+  // A thread waiting for a silent link would otherwise notice only when its
+  // read times out.
+  serial.Interrupt();
+}
 
 bool Headset::BackgroundAcquisitionRunning() const {
   return acquisitionThread.Running() && !acquisitionThread.Finished();

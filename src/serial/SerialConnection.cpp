@@ -1,11 +1,14 @@
 #include "serial/SerialConnection.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <climits>
+#include <cmath>
 #include <cstdlib>
 
 #include "util/Timing.h"
@@ -27,7 +30,58 @@ termios RawSettings(const termios& saved) {
   return raw;
 }
 
+bool MakeNonBlocking(int descriptor) {
+  const int flags = fcntl(descriptor, F_GETFL);
+  return flags >= 0 && fcntl(descriptor, F_SETFL, flags | O_NONBLOCK) == 0 &&
+         fcntl(descriptor, F_SETFD, FD_CLOEXEC) == 0;
+}
+
 }  // namespace
+
+SerialConnection::SerialConnection() {
+  Init();
+  int ends[2];
+  if (pipe(ends) != 0) return;
+  if (MakeNonBlocking(ends[0]) && MakeNonBlocking(ends[1])) {
+    interruptRead = ends[0];
+    interruptWrite = ends[1];
+  } else {
+    ::close(ends[0]);
+    ::close(ends[1]);
+  }
+}
+
+SerialConnection::~SerialConnection() {
+  CleanUp();
+  if (interruptRead >= 0) ::close(interruptRead);
+  if (interruptWrite >= 0) ::close(interruptWrite);
+}
+
+void SerialConnection::Interrupt() {
+  if (interruptWrite < 0) return;
+  const char wake = 1;
+  // A full pipe already holds a wake-up.
+  [[maybe_unused]] const ssize_t written = ::write(interruptWrite, &wake, 1);
+}
+
+bool SerialConnection::WaitForInput(double seconds, bool watchInterrupt) {
+  pollfd watched[2] = {{fd, POLLIN, 0}, {interruptRead, POLLIN, 0}};
+  const nfds_t count = watchInterrupt && interruptRead >= 0 ? 2 : 1;
+  // Rounded up, so that a wait never ends before its time limit.
+  const double milliseconds = std::ceil(seconds * 1000.0);
+  const int limit = seconds < 0.0 ? -1 : milliseconds >= INT_MAX ? INT_MAX : static_cast<int>(milliseconds);
+  if (::poll(watched, count, limit) <= 0) return false;
+  if (count == 2 && (watched[1].revents & POLLIN) != 0) {
+    char drained[64];
+    while (::read(interruptRead, drained, sizeof drained) > 0) {
+    }
+    return true;
+  }
+  // A hung-up device reports itself at once, again and again; without data
+  // to read, that would spin.
+  if ((watched[0].revents & (POLLHUP | POLLERR | POLLNVAL)) != 0) Timing::Sleep(0.001);
+  return false;
+}
 
 void SerialConnection::Init() {
   openTime = 0.0;
@@ -128,16 +182,14 @@ int SerialConnection::Receive(void* buffer, std::size_t n, double timeout) {
 
     if (timeout == 0.0) {
       if (r == 0) return static_cast<int>(got);
-    } else if (timeout > 0.0) {
-      if (r != 0) {
-        deadline = Elapsed() + timeout;  // silence is counted from the last byte
-      } else if (deadline < Elapsed()) {
-        return static_cast<int>(got);
-      } else {
-        Timing::Sleep(0.001);
-      }
-    } else if (r == 0) {
+    } else if (r != 0) {
+      if (timeout > 0.0) deadline = Elapsed() + timeout;  // silence is counted from the last byte
+    } else if (timeout > 0.0 && deadline < Elapsed()) {
+      return static_cast<int>(got);
+    } else if (simulatedInput != nullptr || fd == 0) {
       Timing::Sleep(0.001);
+    } else if (WaitForInput(timeout > 0.0 ? deadline - Elapsed() : -1.0, got == 0 && timeout > 0.0)) {
+      return static_cast<int>(got);  // interrupted between reads
     }
   }
 }

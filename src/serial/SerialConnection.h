@@ -17,8 +17,8 @@ class SerialConnection {
  public:
   using ByteQueue = std::deque<std::uint8_t>;
 
-  SerialConnection() { Init(); }
-  ~SerialConnection() { CleanUp(); }
+  SerialConnection();
+  ~SerialConnection();
   SerialConnection(const SerialConnection&) = delete;
   SerialConnection& operator=(const SerialConnection&) = delete;
 
@@ -46,8 +46,15 @@ class SerialConnection {
 
   // Reads up to n bytes. A positive timeout ends the call after that much
   // silence counted from the last byte received; 0.0 returns what is waiting;
-  // a negative one waits for all n bytes.
+  // a negative one waits for all n bytes. Silence on a device is waited out
+  // in the kernel; a simulated queue is looked at every millisecond.
   int Receive(void* buffer, std::size_t n, double timeout);
+
+  // Ends a Receive with a positive time limit that is waiting for its first
+  // byte as if its time had run out, so that a thread reading the link
+  // notices a stop request at once. A Receive that has bytes already
+  // finishes its read. Safe from any thread.
+  void Interrupt();
 
   // Seconds since the port was opened.
   double Elapsed() const;
@@ -61,12 +68,19 @@ class SerialConnection {
 
  private:
   void Fail(const char* what);
+  // Waits up to `seconds` (for ever when negative) for the device to become
+  // readable, and for Interrupt when watchInterrupt; true when interrupted.
+  bool WaitForInput(double seconds, bool watchInterrupt);
 
   std::string name;
   double openTime = 0.0;
   int fd = 0;
   std::unique_ptr<termios> savedSettings;
   ByteQueue* simulatedInput = nullptr;
+  // A pipe whose read end wakes a waiting Receive; -1 when none could be had,
+  // and then only the time limit ends a wait.
+  int interruptRead = -1;
+  int interruptWrite = -1;
 };
 
 // The value of an environment variable, or "" when it is not set.

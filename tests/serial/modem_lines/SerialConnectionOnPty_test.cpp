@@ -17,7 +17,8 @@ namespace {
 
 int ModemLines(int fd) {
   int lines = 0;
-  if (ioctl(fd, TIOCMGET, &lines) != 0) ADD_FAILURE() << "modem lines are not emulated: run with the preload library";
+  if (ioctl(fd, TIOCMGET, &lines) != 0)
+    ADD_FAILURE() << "modem lines are not emulated: run with the preload library";
   return lines;
 }
 
@@ -127,6 +128,34 @@ TEST(SerialConnectionOnPty, NegativeTimeoutWaitsForEveryByte) {
   });
   char buffer[4];
   EXPECT_EQ(connection.Receive(buffer, 4, -1.0), 4);
+  peer.join();
+  EXPECT_EQ(std::string(buffer, 4), "abcd");
+}
+
+TEST(SerialConnectionOnPty, InterruptEndsAWaitForTheFirstByteOnly) {
+  PseudoTerminal pty;
+  SerialConnection connection;
+  connection.Open(pty.SlavePath());
+  char buffer[4];
+  // Waiting for a first byte: ended at once, as if the time had run out.
+  std::thread stopper([&connection] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    connection.Interrupt();
+  });
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_EQ(connection.Receive(buffer, 4, 5.0), 0);
+  EXPECT_LT(SecondsSince(start), 2.0);
+  stopper.join();
+
+  // A read under way finishes: the rest of a block is not cut off.
+  pty.Write("ab");
+  std::thread peer([&] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    connection.Interrupt();
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    pty.Write("cd");
+  });
+  EXPECT_EQ(connection.Receive(buffer, 4, 1.0), 4);
   peer.join();
   EXPECT_EQ(std::string(buffer, 4), "abcd");
 }
