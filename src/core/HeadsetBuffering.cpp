@@ -142,8 +142,20 @@ double Headset::WaitForBatch() {
         reset = true;
         break;
       }
-      if (PrecisionTime() < release - kReleaseMargin) Sleep(kPollInterval);
-      if (!BackgroundAcquisitionRunning() && PrecisionTime() < release - kReadMargin) TryToReadBlock();
+      const double now = PrecisionTime();
+      const bool background = BackgroundAcquisitionRunning();
+      if (now < release - kReleaseMargin) {
+        // Without an acquisition thread nothing fills the buffers while this
+        // thread sleeps, so once no more reads are due the rest of the wait
+        // is one sleep: the buffers cannot change meanwhile.
+        const bool nothingToDo = !background && now >= release - kReadMargin;
+        Sleep(nothingToDo ? release - kReleaseMargin - now : kPollInterval);
+      } else {
+        // Within the margin one sleep of microsecond resolution to the due
+        // time, instead of spinning through it.
+        SleepSeconds(release - now);
+      }
+      if (!background && PrecisionTime() < release - kReadMargin) TryToReadBlock();
     }
     timestamp = serial.Elapsed();
 
