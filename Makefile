@@ -32,6 +32,12 @@ tsan:
 
 bench: build
 	@for b in build/bin/*_bench; do echo "== $$b"; $$b --benchmark_min_time=0.5; done
+	@echo "== streaming at 600 Hz from the virtual headset: CPU share of the client (15 s each)"
+	@for mode in background batches; do \
+		build/bin/qvt-emulator --rate 600 -- build/bin/streaming_cpu_share $$mode 15 2>/dev/null | tail -n 1; \
+	done
+	@echo "== latency on a pseudo-terminal (10 s each)"
+	@LD_PRELOAD=$(CURDIR)/build/lib/libqvtptymodem.so build/bin/streaming_latency 10
 
 # Builds every fuzz target with clang and runs each for FUZZ_SECONDS on its
 # seeds in fuzz/corpus/NAME, keeping what it finds in fuzz/corpus-NAME.
