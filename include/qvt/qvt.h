@@ -158,7 +158,8 @@ QVT_API int QVT_Console(const char* message, int debugLevel);
 QVT_API void QVT_Sleep(double seconds);
 
 /* The bytes as a double-quoted literal: \t, \n, \r and \xHH escapes, or
- * \xHH for every byte when flag is non-zero. NULL on failure. String ring. */
+ * \xHH for every byte when flag is non-zero. NULL on failure (a NULL buffer
+ * with a length above 0 among them). String ring. */
 QVT_API const char* QVT_PythonString(const void* buffer, size_t length, int flag);
 
 /* The interface version, "1.20.4". String ring. */
@@ -224,12 +225,12 @@ QVT_API int QVT_Headset_StartBackgroundAcquisition(QVT_Headset* headset);
 QVT_API void QVT_Headset_StopBackgroundAcquisition(QVT_Headset* headset);
 
 /* Reads and processes what arrives for the given seconds (for ever when
- * negative) without starting the data stream. */
+ * negative) without starting the data stream. NaN is refused. */
 QVT_API void QVT_Headset_Idle(QVT_Headset* headset, double seconds);
 
 /* Starts the data stream if needed and reads it for duration seconds (until
  * it ends when negative), stops it, then reads lingerTime seconds more (for
- * ever when negative). */
+ * ever when negative). NaN is refused. */
 QVT_API void QVT_Headset_Receive(QVT_Headset* headset, double duration, double lingerTime);
 
 /* ---- headsets: commands ------------------------------------------------------ */
@@ -340,7 +341,10 @@ QVT_API QVT_Source* QVT_Headset_GetSourceByName(QVT_Headset* headset, const char
 /* ---- headsets: buffers and batches -------------------------------------------- */
 
 /* Resizes the channel buffers to hold bufferSeconds of signal and the
- * impedance averages to span averagingSeconds. */
+ * impedance averages to span averagingSeconds; both durations are kept for
+ * what is built later, at the sampling rate of that time. A negative
+ * duration means no slots (channels keep one); NaN, durations over 3600 s
+ * and buffers over 16777216 samples are refused before anything changes. */
 QVT_API void QVT_Headset_ReallocateBuffers(QVT_Headset* headset, double bufferSeconds,
                                            double averagingSeconds);
 
@@ -362,11 +366,14 @@ QVT_API void QVT_Headset_ConfigureBufferingController(QVT_Headset* headset, doub
 QVT_API void QVT_Headset_ConfigureBatch(QVT_Headset* headset, unsigned samples, double delay);
 
 /* Blocks until the next batch is due; its time stamp in seconds since the
- * link opened. 0.0 on failure. */
+ * link opened. 0.0 on failure. Without montage channels (and no processing
+ * stage) there is nothing to wait for and it never returns: build a montage
+ * first. A batch larger than the channel buffers is refused. */
 QVT_API double QVT_Headset_WaitForBatch(QVT_Headset* headset);
 
 /* Blocks until at least n samples are buffered; the number then buffered,
- * 0 on failure. */
+ * 0 on failure. Without montage channels it never returns (build a montage
+ * first); more samples than the buffers hold are refused. */
 QVT_API unsigned long QVT_Headset_WaitForSamples(QVT_Headset* headset, unsigned long n);
 
 /* ---- headsets: processing cascade -------------------------------------------- */
@@ -465,7 +472,7 @@ QVT_API double QVT_ProcessingStage_Read(QVT_ProcessingStage* stage, unsigned cha
 QVT_API void QVT_ProcessingStage_Write(QVT_ProcessingStage* stage, unsigned channelIndex, double value);
 
 /* A new output channel named name with a buffer of bufferSamples samples
- * (at least 1). NULL on failure. Owned by the stage. */
+ * (at least 1, at most 16777216). NULL on failure. Owned by the stage. */
 QVT_API QVT_Channel* QVT_ProcessingStage_AddChannel(QVT_ProcessingStage* stage, const char* name,
                                                     size_t bufferSamples);
 

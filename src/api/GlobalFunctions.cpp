@@ -36,7 +36,10 @@ QVT_API void QVT_Sleep(double seconds) {
 }
 
 QVT_API const char* QVT_PythonString(const void* buffer, size_t length, int flag) {
-  return GuardedString([&] { return QVT::PythonString(buffer, length, flag != 0); });
+  return GuardedString([&] {
+    if (length > 0) POINTER(buffer, "buffer");
+    return QVT::PythonString(buffer, length, flag != 0);
+  });
 }
 
 QVT_API const char* QVT_GetAPIVersion(void) {

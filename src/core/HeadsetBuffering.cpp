@@ -3,6 +3,7 @@
 // buffers.
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <limits>
 #include <sstream>
 
@@ -88,6 +89,14 @@ unsigned long Headset::BufferOverflow() const {
 void Headset::WaitForSamples(unsigned long n) {
   // The samples waited for would have to come from this very thread.
   RefuseInsideLinkWork("wait for samples");
+  // More than the smallest delivery buffer holds would never be buffered.
+  // Without delivery channels the wait has no end, as it always had.
+  std::uint64_t room = std::numeric_limits<std::uint64_t>::max();
+  ForEachDeliveryChannel(*this,
+                         [&](const Channel& channel) { room = std::min(room, channel.buffer.Capacity()); });
+  if (n > room)
+    throw "cannot wait for " + std::to_string(n) + " samples: the buffers hold at most " +
+        std::to_string(room);
   while (Buffered() < n) {
     Sleep(kPollInterval);
     if (!BackgroundAcquisitionRunning()) TryToReadBlock();
@@ -218,7 +227,31 @@ void Headset::FlushBuffers() {
       if (channel) channel->buffer.Flush();
 }
 
+namespace {
+
+constexpr double kLongestBufferSeconds = 3600.0;
+
+// Checked before anything is reallocated, so that a careless duration cannot
+// leave half the buffers resized. Negative durations mean no slots.
+void CheckBufferDuration(double seconds, unsigned long slots) {
+  std::ostringstream text;
+  if (std::isnan(seconds)) {
+    text << "a buffer duration must be a number of seconds, not " << seconds;
+    throw text.str();
+  }
+  if (seconds > kLongestBufferSeconds) {
+    text << "a buffer duration of " << seconds << " seconds is longer than the longest, "
+         << kLongestBufferSeconds;
+    throw text.str();
+  }
+  RingBuffer::CheckCapacity(slots);
+}
+
+}  // namespace
+
 void Headset::ReallocateBuffers(double channelSeconds, double averagingSeconds) {
+  CheckBufferDuration(channelSeconds, SlotsFor(channelSeconds));
+  CheckBufferDuration(averagingSeconds, SlotsFor(averagingSeconds));
   // The durations are kept, not the lengths, so that sources and channels
   // made later are sized for the sampling rate of their own time.
   bufferSeconds = channelSeconds;
@@ -237,6 +270,7 @@ void Headset::ReallocateBuffers(double channelSeconds, double averagingSeconds) 
 void Headset::ReallocateStageBuffers(ProcessingStage* stage, double seconds) {
   if (!stage) return;
   const unsigned long length = std::max(Buffering::SamplesIn(samplingRate, seconds), 1UL);
+  CheckBufferDuration(seconds, length);
   for (Channel* channel : stage->channels)
     if (channel) channel->buffer.Allocate(length);
 }

@@ -1,5 +1,8 @@
 // The background acquisition thread, the data watchdog, and the ways a client
 // reads the link on its own thread.
+#include <cmath>
+#include <string>
+
 #include "core/Headset.h"
 #include "util/Timing.h"
 
@@ -91,7 +94,17 @@ void Headset::ReadBlocksFor(double seconds) {
   } while (serial.Elapsed() < end);
 }
 
+namespace {
+
+// A NaN is neither a time limit nor "for ever".
+void CheckDuration(double seconds) {
+  if (std::isnan(seconds)) throw std::string("a duration must be a number of seconds, not nan");
+}
+
+}  // namespace
+
 void Headset::Idle(double seconds) {
+  CheckDuration(seconds);
   if (seconds >= 0.0) {
     ReadBlocksFor(seconds);
     return;
@@ -101,6 +114,8 @@ void Headset::Idle(double seconds) {
 }
 
 void Headset::Receive(double duration, double lingerTime) {
+  CheckDuration(duration);
+  CheckDuration(lingerTime);
   const double start = serial.Elapsed();
   if (DataAcquisitionModeNow() == 0) StartDataAcquisition();
   while (DataAcquisitionModeNow() != 0) {

@@ -54,6 +54,7 @@ void ProcessingStage::BorrowChannels(const std::vector<Channel*>& borrowed) {
 }
 
 Channel* ProcessingStage::AddChannel(const std::string& channelName, std::size_t bufferSamples) {
+  RingBuffer::CheckCapacity(bufferSamples);
   auto channel = std::make_unique<Channel>();
   channel->name = channelName;
   channel->buffer.Allocate(std::max<std::size_t>(bufferSamples, 1));

@@ -20,6 +20,12 @@ bool IsFinite(double v) { return v - v == 0.0; }
 
 RingBuffer::~RingBuffer() { Clear(); }
 
+void RingBuffer::CheckCapacity(unsigned long n) {
+  if (n > kMaxCapacity)
+    throw "cannot allocate a buffer of " + std::to_string(n) + " samples: the most is " +
+        std::to_string(kMaxCapacity);
+}
+
 void RingBuffer::Allocate(unsigned long n) {
   Clear();
   if (n == 0) return;

@@ -16,8 +16,15 @@ class RingBuffer {
   RingBuffer(const RingBuffer&) = delete;
   RingBuffer& operator=(const RingBuffer&) = delete;
 
+  // The most slots a client may ask for: over seven hours at 600 Hz, 128 MB.
+  static constexpr unsigned long kMaxCapacity = 1UL << 24;
+  // Throws a message when n is more than that; callers ask before they
+  // change anything.
+  static void CheckCapacity(unsigned long n);
+
   // Clears, then provides n zero-filled slots (none for n == 0). Callers
-  // reallocate only while nobody writes or reads.
+  // reallocate only while nobody writes or reads. A count too large for an
+  // array raises std::bad_array_new_length.
   void Allocate(unsigned long n);
   void Clear();
   // Marks every value as read and zeroes the sum and the overflow count; the

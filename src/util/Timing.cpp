@@ -3,6 +3,7 @@
 #include <sys/select.h>
 #include <time.h>
 
+#include <algorithm>
 #include <mutex>
 
 namespace Timing {
@@ -34,13 +35,20 @@ double MonotonicSeconds() {
   return now - origin;
 }
 
+// Longer waits are held here: converting a larger (or NaN) duration to an
+// integer is undefined. Thirty years are enough for anyone.
+constexpr double kLongestSleep = 1e9;
+
 void SleepSeconds(double s) {
+  if (!(s > 0.0)) return;
+  s = std::min(s, kLongestSleep);
   const auto whole = static_cast<long>(s);
   SelectWait(whole, static_cast<long>((s - static_cast<double>(whole)) * 1e6 + 0.5));
 }
 
 void Sleep(double s) {
-  if (s < 0.0) return;
+  if (!(s >= 0.0)) return;
+  s = std::min(s, kLongestSleep);
   const auto ms = static_cast<long>(s * 1000.0 + 0.5);
   SelectWait(ms / 1000, (ms % 1000) * 1000);
 }
