@@ -5,21 +5,20 @@
 #include <cstdint>
 #include <string>
 
+#include "ReusedHeadset.h"
 #include "core/Headset.h"
 
 namespace {
 
-int Discard(const char* /*message*/, int level) { return level; }
-
 // A read that runs out of input waits out the link's 0.5 s time-out, which
 // would leave the fuzzer a couple of runs a second. So the input is followed
-// by CR LF pairs that no single read can use up: no header starts in them,
-// every resynchronisation ends in them at once, and reading stops as soon as
-// only they are left.
+// by CR LF pairs that no single read can use up (the longest read is a block
+// of 1024 bytes): no header starts in them, every resynchronisation ends in
+// them at once, and reading stops as soon as only they are left.
 const std::string& Tail() {
   static const std::string tail = [] {
     std::string t;
-    while (t.size() < 4096) t += "\r\n";
+    while (t.size() < QVT::Headset::kMaxBlockLength + 64) t += "\r\n";
     return t;
   }();
   return tail;
@@ -28,10 +27,7 @@ const std::string& Tail() {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  QVT::Headset headset("deferred");
-  headset.SimulateInput();
-  headset.messageCallback.Set(Discard);
-  headset.verbosity = 7;  // every message is composed
+  QVT::Headset& headset = fuzz::ReusedHeadset();
   headset.FeedFakeData(data, size);
   headset.FeedFakeData(Tail().data(), Tail().size());
   // Every successful read consumes at least one byte of the input.

@@ -6,12 +6,11 @@
 #include <cstdint>
 #include <vector>
 
+#include "ReusedHeadset.h"
 #include "core/Headset.h"
 #include "protocol/CRC16.h"
 
 namespace {
-
-int Discard(const char* /*message*/, int level) { return level; }
 
 constexpr std::size_t kFrameSize = 24;  // header, number, clock record, end code
 constexpr std::size_t kLongestArea = QVT::Headset::kMaxBlockLength - kFrameSize;
@@ -39,10 +38,7 @@ std::vector<std::uint8_t> Frame(const std::uint8_t* area, std::size_t size, unsi
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  QVT::Headset headset("deferred");
-  headset.SimulateInput();
-  headset.messageCallback.Set(Discard);
-  headset.verbosity = 7;
+  QVT::Headset& headset = fuzz::ReusedHeadset();
   // The first byte sets how the rest is cut into blocks, so that packets
   // meet block ends at every offset.
   const std::size_t area = size == 0 ? kLongestArea : 1 + data[0] % kLongestArea;
