@@ -67,6 +67,8 @@ EmulatorOptions ParseEmulatorOptions(int argc, char** argv) {
       options.corruptRate = Number(arg, value(), 0.0, 1.0);
     } else if (arg == "--drop") {
       options.dropRate = Number(arg, value(), 0.0, 1.0);
+    } else if (arg == "--garbage") {
+      options.garbageRate = Number(arg, value(), 0.0, 1.0);
     } else if (arg == "--silent-after") {
       options.silentAfter = Number(arg, value(), 0.0, 1e9);
     } else if (arg == "--refuse") {
@@ -99,6 +101,8 @@ std::string EmulatorUsage(const std::string& program) {
          "Faults:\n"
          "  --corrupt RATE           garble each byte sent with this probability\n"
          "  --drop RATE              lose each data packet with this probability\n"
+         "  --garbage RATE           follow each block of data, with this probability, by a\n"
+         "                           well-framed block of random packets of every species\n"
          "  --silent-after SECONDS   send nothing more after this long\n"
          "  --refuse FAMILY          refuse a command family (name or code) with status 0x80;\n"
          "                           may be repeated\n"

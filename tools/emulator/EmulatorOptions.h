@@ -16,6 +16,7 @@ struct EmulatorOptions {
   std::uint64_t seed = 1;
   double corruptRate = 0.0;
   double dropRate = 0.0;
+  double garbageRate = 0.0;
   double silentAfter = -1.0;
   std::vector<std::uint8_t> refusedFamilies;
   bool slow = false;

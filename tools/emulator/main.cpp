@@ -43,6 +43,7 @@ testing::PeerProfile Profile(const EmulatorOptions& options, std::shared_ptr<con
   profile.connectionAlarms = true;
   profile.faults.corruptRate = options.corruptRate;
   profile.faults.dropRate = options.dropRate;
+  profile.faults.garbageRate = options.garbageRate;
   profile.faults.silentAfter = options.silentAfter;
   profile.faults.slow = options.slow;
   profile.faults.seed = options.seed;

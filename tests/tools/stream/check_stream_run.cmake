@@ -2,6 +2,8 @@
 #   MODE=connection_failure: a missing port fails with status 1 and one line.
 #   MODE=emulated: a short stream against the virtual headset succeeds and
 #   ends with the channel table.
+#   MODE=garbage: SECONDS of streaming from a headset that mixes blocks of
+#   random packets into its data succeed, and samples keep arriving.
 if(MODE STREQUAL "connection_failure")
   execute_process(COMMAND ${STREAM} --port /nonexistent --seconds 1
     RESULT_VARIABLE status OUTPUT_VARIABLE out ERROR_VARIABLE err TIMEOUT 60)
@@ -23,6 +25,17 @@ elseif(MODE STREQUAL "emulated")
       message(FATAL_ERROR "output lacks \"${expected}\":\n${out}\nstderr:\n${err}")
     endif()
   endforeach()
+elseif(MODE STREQUAL "garbage")
+  execute_process(COMMAND ${EMULATOR} --garbage 0.2 --seed 7 -- ${STREAM} --seconds ${SECONDS}
+    RESULT_VARIABLE status OUTPUT_VARIABLE out ERROR_VARIABLE err TIMEOUT 300)
+  if(NOT status EQUAL 0)
+    message(FATAL_ERROR "exit status ${status}\nstdout:\n${out}")
+  endif()
+  # At 300 Hz, with the garbage's own data packets counted or not.
+  math(EXPR fewest "250 * ${SECONDS}")
+  if(NOT out MATCHES "\n([0-9]+) samples in" OR CMAKE_MATCH_1 LESS fewest)
+    message(FATAL_ERROR "fewer than ${fewest} samples:\n${out}")
+  endif()
 else()
   message(FATAL_ERROR "unknown MODE \"${MODE}\"")
 endif()

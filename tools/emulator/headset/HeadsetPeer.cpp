@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <chrono>
 
+#include "headset/GarbagePackets.h"
 #include "protocol/Codes.h"
 
 namespace QVT::testing {
@@ -92,7 +93,8 @@ HeadsetPeer::HeadsetPeer(const PseudoTerminal& line, PeerProfile profile)
       calibrationMemory_(profile_.calibration),
       accelerometerRate_(U16LE(profile_.accelerometerRate)),
       dropRandom_(profile_.faults.seed),
-      garbleRandom_(profile_.faults.seed ^ 0x9E3779B97F4A7C15ull) {
+      garbleRandom_(profile_.faults.seed ^ 0x9E3779B97F4A7C15ull),
+      garbageRandom_(profile_.faults.seed ^ 0x5851F42D4C957F2Dull) {
   fcntl(fd_, F_SETFL, fdFlags_ | O_NONBLOCK);
   thread_ = std::thread([this] { Run(); });
 }
@@ -242,6 +244,9 @@ void HeadsetPeer::Stream() {
     if (poll(&room, 1, 0) <= 0 || !(room.revents & POLLOUT)) continue;  // dropped
     std::lock_guard<std::mutex> lock(writeLock_);
     Write(NextBlock(packets, firstTicks));
+    if (profile_.faults.garbageRate > 0.0 &&
+        std::bernoulli_distribution(profile_.faults.garbageRate)(garbageRandom_))
+      Write(NextBlock(GarbagePackets(garbageRandom_, firstTicks), firstTicks));
   }
 }
 

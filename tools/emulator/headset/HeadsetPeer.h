@@ -57,6 +57,7 @@ struct PeerFaults {
   double corruptRate = 0.0;   // chance of each byte being garbled
   double dropRate = 0.0;      // chance of each data packet being lost
   double silentAfter = -1.0;  // seconds after which nothing more is sent; negative: never
+  double garbageRate = 0.0;   // chance, after each block of data, of a block of random packets
   bool slow = false;          // a narrow link, and replies that take a while
   std::uint64_t seed = 1;
 };
@@ -187,6 +188,7 @@ class HeadsetPeer {
   std::mutex writeLock_;  // one block at a time on the line
   std::uint16_t nextBlock_ = 0;
   std::mt19937_64 garbleRandom_;
+  std::mt19937_64 garbageRandom_;
 
   std::atomic<bool> streaming_{false};
   std::atomic<std::uint64_t> dataPacketsSent_{0};
