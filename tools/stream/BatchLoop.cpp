@@ -63,20 +63,23 @@ Progress RunBatches(QVT_Headset* headset, double seconds, const std::function<vo
     // here until that much is buffered keeps WaitForBatch from blocking on a
     // silent headset, where Ctrl-C could not end it.
     unsigned needed = batchSize + 5 + static_cast<unsigned>(std::ceil(rate * kTargetDelay));
-    unsigned previouslyBuffered = 0;
+    // Samples that have arrived, read or not: the buffered count alone may
+    // stand still between polls while data keeps coming.
+    unsigned long previouslyArrived = 0;
     double lastArrival = 0.0;
     while (!Interrupted()) {
       progress.elapsedSeconds = SecondsSince(start);
       progress.buffered = QVT_Headset_GetNumberOfBufferedSamples(headset);
       progress.overflowed = QVT_Headset_GetNumberOfOverflowedSamples(headset);
       ThrowIfFailed("cannot read the buffers");
-      if (progress.buffered > previouslyBuffered) {
+      const unsigned long arrived = progress.samples + progress.buffered;
+      if (arrived > previouslyArrived) {
         lastArrival = progress.elapsedSeconds;
       } else if (progress.elapsedSeconds - lastArrival > kDataTimeout) {
         throw RuntimeError("no data from the headset for " + std::to_string(static_cast<int>(kDataTimeout)) +
                            " seconds");
       }
-      previouslyBuffered = progress.buffered;
+      previouslyArrived = arrived;
       if (progress.buffered < needed) {
         display.Update(progress);
         QVT_Sleep(0.005);
@@ -88,7 +91,6 @@ Progress RunBatches(QVT_Headset* headset, double seconds, const std::function<vo
       ThrowIfFailed("reading a batch failed");
       progress.samples += batchSize;
       needed = batchSize;
-      previouslyBuffered = QVT_Headset_GetNumberOfBufferedSamples(headset);
       progress.elapsedSeconds = SecondsSince(start);
       display.Update(progress);
       if (progress.elapsedSeconds >= seconds) break;
