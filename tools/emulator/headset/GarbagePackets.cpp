@@ -17,15 +17,16 @@ std::size_t Below(std::mt19937_64& random, std::size_t bound) {
   return static_cast<std::size_t>(random() % bound);
 }
 
-// A response whose payload the host interprets; a stream stop (mode 0) and
-// the eight real calibration pages are avoided.
-std::string Response(std::mt19937_64& random, std::uint32_t ticks) {
+// A response whose payload the host interprets; a stream stop (mode 0),
+// another sampling rate and the eight real calibration pages are avoided.
+std::string Response(std::mt19937_64& random, std::uint32_t ticks, std::uint16_t samplingRate) {
   const auto species = static_cast<std::uint8_t>(random() % 2 == 0 ? 1 : 5);
   const auto id = static_cast<std::uint8_t>(random() & 0xFF);
   switch (Below(random, 4)) {
-    case 0: {  // streaming on, with any filter mode and rate
-      std::string payload = U16LE(1) + U16LE(static_cast<std::uint16_t>(random() & 0xFFFF)) +
-                            U16LE(static_cast<std::uint16_t>(random() & 0xFFFF));
+    case 0: {  // streaming on, with any filter mode
+      // Mode byte, filter byte, then the rate.
+      std::string payload{1, static_cast<char>(random() & 0xFF)};
+      payload += U16LE(samplingRate);
       return EncodeResponse(species, CommandFamily::DataAcquisitionMode, id, payload, ticks);
     }
     case 1:
@@ -47,13 +48,13 @@ std::string Response(std::mt19937_64& random, std::uint32_t ticks) {
 
 }  // namespace
 
-std::string GarbagePackets(std::mt19937_64& random, std::uint32_t ticks) {
+std::string GarbagePackets(std::mt19937_64& random, std::uint32_t ticks, std::uint16_t samplingRate) {
   std::string packets;
   const std::size_t count = 1 + Below(random, 4);
   for (std::size_t i = 0; i < count; ++i) {
     switch (Below(random, 5)) {
       case 0:
-        packets += Response(random, ticks);
+        packets += Response(random, ticks, samplingRate);
         break;
       case 1:
         packets += EncodeAlarm(
@@ -67,9 +68,10 @@ std::string GarbagePackets(std::mt19937_64& random, std::uint32_t ticks) {
         packets += EncodeExtendedData(static_cast<std::uint8_t>(random() % 2 == 0 ? 20 : random() & 0xFF),
                                       RandomBytes(random, Below(random, 60)), ticks);
         break;
-      default: {  // any species, and half the time a length byte that lies
-        std::string packet = EncodePacket(static_cast<std::uint8_t>(random() & 0xFF), ticks,
-                                          RandomBytes(random, Below(random, 200)));
+      default: {  // any species but responses, and half the time a length byte that lies
+        auto species = static_cast<std::uint8_t>(random() & 0xFF);
+        if (species == 1 || species == 5) species = 7;
+        std::string packet = EncodePacket(species, ticks, RandomBytes(random, Below(random, 200)));
         if (random() % 2 == 0) packet[0] = static_cast<char>(random() & 0xFF);
         packets += packet;
         break;

@@ -246,7 +246,7 @@ void HeadsetPeer::Stream() {
     Write(NextBlock(packets, firstTicks));
     if (profile_.faults.garbageRate > 0.0 &&
         std::bernoulli_distribution(profile_.faults.garbageRate)(garbageRandom_))
-      Write(NextBlock(GarbagePackets(garbageRandom_, firstTicks), firstTicks));
+      Write(NextBlock(GarbagePackets(garbageRandom_, firstTicks, profile_.samplingRate), firstTicks));
   }
 }
 
