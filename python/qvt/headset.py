@@ -1,0 +1,189 @@
+"""qvt.Headset: one headset, its identity, montage and signals."""
+import logging
+
+from . import lib
+from .errors import QvtError
+
+try:  # numpy is used when there is one; lists otherwise
+    import numpy
+except ImportError:  # pragma: no cover - exercised by interpreters without numpy
+    numpy = None
+
+_logger = logging.getLogger("qvt")
+
+
+def _text(raw):
+    return raw.decode("utf-8", "replace") if raw is not None else None
+
+
+def _log_level(level):
+    """Library levels 1-2 are problems, 3 notices, 4 and up details."""
+    return logging.WARNING if level <= 2 else logging.INFO if level == 3 else logging.DEBUG
+
+
+@lib.MESSAGE_CALLBACK
+def _log_message(message, level):
+    # Runs on the library's threads: never let anything escape into C.
+    try:
+        _logger.log(_log_level(level), "%s", _text(message))
+    except Exception:  # pylint: disable=broad-except
+        pass
+    return 0
+
+
+class Headset:
+    """A connected headset; port None means the QVTSerialPort variable.
+
+    Use it as a context manager, or call close(); it is also freed when
+    garbage-collected. Library failures raise QvtError with the library's text.
+    """
+
+    def __init__(self, port=None):
+        self._handle = None
+        self._background = False
+        handle = lib.call(lib.QVT_Headset_New, b"DEFAULT" if port is None else port.encode())
+        if not handle:
+            raise QvtError("the headset could not be created")
+        self._handle = handle
+        self._call(lib.QVT_Headset_SetMessageCallback, _log_message)
+
+    def _call(self, function, *arguments):
+        if self._handle is None:
+            raise QvtError("the headset is closed")
+        return lib.call(function, self._handle, *arguments)
+
+    def close(self):
+        """Stops everything and frees the headset; safe to call twice."""
+        if self._handle is not None:
+            lib.call(lib.QVT_Headset_SetMessageCallback, self._handle, lib.MESSAGE_CALLBACK())
+            lib.call(lib.QVT_Headset_Delete, self._handle)
+            self._handle = None
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *exception):
+        self.close()
+
+    def __del__(self):
+        try:
+            self.close()
+        except Exception:  # pylint: disable=broad-except
+            pass
+
+    # ---- identity -------------------------------------------------------------
+    @property
+    def model(self):
+        return _text(self._call(lib.QVT_Headset_GetHardwareModel))
+
+    @property
+    def serial_number(self):
+        return self._call(lib.QVT_Headset_GetSerialNumber)
+
+    @property
+    def sampling_rate(self):
+        return self._call(lib.QVT_Headset_GetSamplingRate)
+
+    @property
+    def firmware(self):
+        return _text(self._call(lib.QVT_Headset_GetFirmwareRevision))
+
+    @property
+    def battery(self):
+        return (self._call(lib.QVT_Headset_GetBatteryLevel, 1), self._call(lib.QVT_Headset_GetBatteryLevel, 2))
+
+    @property
+    def info(self):
+        return _text(self._call(lib.QVT_Headset_GetInfoString))
+
+    @property
+    def reference(self):
+        return _text(self._call(lib.QVT_Headset_GetReferenceString))
+
+    @property
+    def source_names(self):
+        return _text(self._call(lib.QVT_Headset_GetSourceNames, 3)).split()
+
+    @property
+    def verbosity(self):
+        raise AttributeError("the library does not report its verbosity")
+
+    @verbosity.setter
+    def verbosity(self, level):
+        """Messages up to this level reach the "qvt" logger (default 2)."""
+        self._call(lib.QVT_Headset_SetVerbosity, level)
+
+    # ---- montage ----------------------------------------------------------------
+    def _channels(self):
+        count = self._call(lib.QVT_Headset_GetNumberOfChannels)
+        return [self._call(lib.QVT_Headset_GetChannelByIndex, i) for i in range(count)]
+
+    @property
+    def channel_names(self):
+        return [_text(lib.call(lib.QVT_Channel_GetName, c)) for c in self._channels()]
+
+    @property
+    def montage(self):
+        return _text(self._call(lib.QVT_Headset_GetMontageString)).split()
+
+    @montage.setter
+    def montage(self, specifications):
+        self._call(lib.QVT_Headset_ChooseChannels, " ".join(specifications).encode(), b"", 0)
+
+    # ---- signals ----------------------------------------------------------------
+    def start_background_acquisition(self):
+        """Reads the link on a thread of the library's own from now on."""
+        if not self._call(lib.QVT_Headset_StartBackgroundAcquisition):
+            raise QvtError("background acquisition could not be started")
+        self._background = True
+
+    def stop_background_acquisition(self):
+        self._call(lib.QVT_Headset_StopBackgroundAcquisition)
+        self._background = False
+
+    def _delivering_channels(self):
+        channels = self._channels()
+        # Without channels the library's waits would never return.
+        if not channels:
+            raise QvtError("the montage has no channels: choose some first")
+        return channels
+
+    def _take(self, channels, count):
+        """count samples of every channel, oldest first, in µV."""
+        rows = [[lib.call(lib.QVT_Channel_ReadBuffered, c) for _ in range(count)] for c in channels]
+        return numpy.array(rows) if numpy is not None else rows
+
+    def read(self, seconds):
+        """(data, times): data of shape (channels, samples) in µV, and the
+        time of each sample in seconds since the link opened."""
+        channels = self._delivering_channels()
+        if not self._background and self._call(lib.QVT_Headset_GetDataAcquisitionMode) != 1:
+            self._call(lib.QVT_Headset_StartDataAcquisition)
+        rate = self.sampling_rate
+        count = max(1, int(seconds * rate + 0.5))
+        self._call(lib.QVT_Headset_WaitForSamples, count)
+        end = self._call(lib.QVT_Headset_SecondsSinceConnection)
+        data = self._take(channels, count)
+        times = [end - (count - k) / rate for k in range(count)]
+        return data, (numpy.array(times) if numpy is not None else times)
+
+    def batches(self):
+        """Yields (timestamp, data of shape (channels, batch size)), paced by
+        the library at the headset's true rate."""
+        channels = self._delivering_channels()
+        if not self._background and self._call(lib.QVT_Headset_GetDataAcquisitionMode) != 1:
+            self._call(lib.QVT_Headset_StartDataAcquisition)
+        size = max(1, int(self.sampling_rate * 0.06 + 0.5))
+        self._call(lib.QVT_Headset_ConfigureBatch, size, 0.05)
+        while True:
+            stamp = self._call(lib.QVT_Headset_WaitForBatch)
+            yield stamp, self._take(channels, size)
+
+    def alarms(self):
+        """The alarm codes queued since the last call, oldest first."""
+        codes = []
+        while True:
+            code = self._call(lib.QVT_Headset_GetAlarm, 1)
+            if code == 0:
+                return codes
+            codes.append(code)

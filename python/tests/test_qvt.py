@@ -1,0 +1,107 @@
+"""The qvt package against the virtual headset: run under
+`qvt-emulator --eyes-closed -- python3 -m pytest python/tests`."""
+import logging
+import os
+import threading
+
+import pytest
+
+import qvt
+from qvt import _header, _prototypes
+
+HEADER = os.path.join(os.path.dirname(__file__), "..", "..", "include", "qvt", "qvt.h")
+numpy = pytest.importorskip("numpy")
+needs_headset = pytest.mark.skipif(not os.environ.get("QVTSerialPort"), reason="run under qvt-emulator")
+
+
+def test_every_function_of_the_header_is_bound_with_its_types():
+    with open(HEADER, encoding="utf-8") as header:
+        expected = _header.render(header.read())
+    with open(_prototypes.__file__, encoding="utf-8") as bound:
+        assert bound.read() == expected, "regenerate with: python -m qvt._header include/qvt/qvt.h"
+    assert len(_prototypes.PROTOTYPES) == 125
+
+
+@pytest.fixture(scope="module")
+def headset():
+    with qvt.Headset() as h:
+        yield h
+
+
+@needs_headset
+def test_identity_and_montage(headset):
+    assert (headset.model, headset.serial_number, headset.sampling_rate) == ("VirtualHeadset", 20240001, 300.0)
+    assert "O1" in headset.channel_names and "Cz" in headset.source_names
+    assert headset.info.startswith("{\n") and "'SerialNumber' : 20240001," in headset.info
+
+
+@needs_headset
+def test_read_gives_channels_by_samples_at_the_sampling_rate(headset):
+    data, times = headset.read(2.0)
+    assert data.shape == (len(headset.channel_names), 600)
+    assert numpy.allclose(numpy.diff(times), 1 / 300)
+
+
+@needs_headset
+def test_closed_eyes_show_an_alpha_peak_in_O1(headset):
+    data, _ = headset.read(4.0)
+    o1 = data[headset.channel_names.index("O1")]
+    power = numpy.abs(numpy.fft.rfft(o1 - o1.mean())) ** 2
+    frequencies = numpy.fft.rfftfreq(o1.size, 1 / 300)
+    band = (frequencies >= 2) & (frequencies <= 40)
+    assert 8 <= frequencies[band][numpy.argmax(power[band])] <= 12
+
+
+@needs_headset
+def test_failures_raise_the_librarys_own_words(headset):
+    with pytest.raises(qvt.QvtError, match='^Failed to match desired source "Q9"'):
+        headset.montage = ["Q9-Cz"]
+    headset.montage = ["Fz-Cz", "O1"]
+    assert headset.channel_names == ["Fz", "O1"]
+    with pytest.raises(qvt.QvtError, match='^Failed to open COM port "/nonexistent"'):
+        qvt.Headset("/nonexistent")
+
+
+@needs_headset
+def test_background_batches_are_paced_and_messages_reach_logging(headset):
+    seen = []
+
+    class Keep(logging.Handler):
+        def emit(self, record):
+            seen.append(record)
+
+    handler = Keep()
+    logging.getLogger("qvt").addHandler(handler)
+    logging.getLogger("qvt").setLevel(logging.DEBUG)
+    headset.verbosity = 5  # a message for every packet, from the acquisition thread
+    headset.start_background_acquisition()
+    try:
+        stamps = []
+        for stamp, batch in headset.batches():
+            assert batch.shape == (len(headset.channel_names), 18)
+            stamps.append(stamp)
+            if len(stamps) == 40:
+                break
+    finally:
+        headset.verbosity = 2
+        headset.stop_background_acquisition()
+        logging.getLogger("qvt").removeHandler(handler)
+    assert abs(numpy.median(numpy.diff(stamps)) - 0.06) < 0.01
+    assert any(r.levelno == logging.DEBUG and "data packet" in r.getMessage() for r in seen)
+
+
+def test_errors_of_two_threads_stay_apart():
+    errors = {}
+
+    def fail(port):
+        try:
+            qvt.Headset(port)
+        except qvt.QvtError as error:
+            errors[port] = str(error)
+
+    threads = [threading.Thread(target=fail, args=(p,)) for p in ("/nonexistent/a", "/nonexistent/b")]
+    for t in threads:
+        t.start()
+    for t in threads:
+        t.join()
+    assert errors == {p: f'Failed to open COM port "{p}"' for p in ("/nonexistent/a", "/nonexistent/b")}
