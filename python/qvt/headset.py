@@ -1,5 +1,6 @@
 """qvt.Headset: one headset, its identity, montage and signals."""
 import logging
+import threading
 
 from . import lib
 from .errors import QvtError
@@ -21,14 +22,69 @@ def _log_level(level):
     return logging.WARNING if level <= 2 else logging.INFO if level == 3 else logging.DEBUG
 
 
-@lib.MESSAGE_CALLBACK
-def _log_message(message, level):
-    # Runs on the library's threads: never let anything escape into C.
-    try:
-        _logger.log(_log_level(level), "%s", _text(message))
-    except Exception:  # pylint: disable=broad-except
-        pass
-    return 0
+_ALARM_PREFIX = "QVT headset issued alarm: "
+_ALARM_QUEUE_LIMIT = 1000  # codes the library keeps; it drops the oldest beyond
+
+
+class _AlarmTexts:
+    """Pairs the texts of alarm messages with the codes the library queues.
+
+    The library queues an alarm's code and then delivers its message on the
+    same thread, so while the message is delivered its code is the newest in
+    the queue. Counting the codes taken off so far turns that into a place in
+    the sequence of every alarm since the headset was made.
+    """
+
+    def __init__(self):
+        self.handle = None
+        self._lock = threading.Lock()
+        self._taken = 0
+        self._texts = {}  # place in the sequence -> text
+
+    def heard(self, message):
+        """Called with an alarm message, on the thread that delivers it."""
+        text = message.split(_ALARM_PREFIX, 1)[1]
+        with self._lock:
+            queued = lib.QVT_Headset_GetNumberOfAlarms(self.handle)
+            # 0: the code was taken before its text came; a full queue may
+            # have dropped codes, and then places no longer add up.
+            if 0 < queued < _ALARM_QUEUE_LIMIT:
+                self._texts[self._taken + queued - 1] = text
+
+    def take(self, next_code):
+        """[(code, text or None)] for the codes next_code() hands out until 0."""
+        with self._lock:
+            codes = []
+            try:
+                code = next_code()
+                while code != 0:
+                    codes.append(code)
+                    code = next_code()
+            finally:  # codes taken are gone from the queue, failure or not
+                first, self._taken = self._taken, self._taken + len(codes)
+            texts = [self._texts.pop(first + i, None) for i in range(len(codes))]
+            if len(codes) >= _ALARM_QUEUE_LIMIT:
+                texts = [None] * len(codes)
+            self._texts = {place: t for place, t in self._texts.items() if place >= self._taken}
+            return list(zip(codes, texts))
+
+
+def _message_callback(alarm_texts):
+    """A message callback for one headset: logs, and keeps alarm texts."""
+
+    @lib.MESSAGE_CALLBACK
+    def deliver(message, level):
+        # Runs on the library's threads: never let anything escape into C.
+        try:
+            text = _text(message)
+            _logger.log(_log_level(level), "%s", text)
+            if _ALARM_PREFIX in text:
+                alarm_texts.heard(text)
+        except Exception:  # pylint: disable=broad-except
+            pass
+        return 0
+
+    return deliver
 
 
 class Headset:
@@ -45,7 +101,11 @@ class Headset:
         if not handle:
             raise QvtError("the headset could not be created")
         self._handle = handle
-        self._call(lib.QVT_Headset_SetMessageCallback, _log_message)
+        self._alarm_texts = _AlarmTexts()
+        self._alarm_texts.handle = handle
+        # Kept here: the library holds only a pointer to it.
+        self._message_callback = _message_callback(self._alarm_texts)
+        self._call(lib.QVT_Headset_SetMessageCallback, self._message_callback)
 
     def _call(self, function, *arguments):
         if self._handle is None:
@@ -180,10 +240,10 @@ class Headset:
             yield stamp, self._take(channels, size)
 
     def alarms(self):
-        """The alarm codes queued since the last call, oldest first."""
-        codes = []
-        while True:
-            code = self._call(lib.QVT_Headset_GetAlarm, 1)
-            if code == 0:
-                return codes
-            codes.append(code)
+        """The alarms queued since the last call, oldest first, taken off the
+        queue: [(code, text)]. The text is the library's message without its
+        prefix, or None when no message came: the library sends one only at
+        a verbosity reaching the alarm's level (2 for most, 3 for start-up,
+        connection and battery reports), and none after a queue overflow of
+        1000 codes."""
+        return self._alarm_texts.take(lambda: self._call(lib.QVT_Headset_GetAlarm, 1))

@@ -7,7 +7,7 @@ import threading
 import pytest
 
 import qvt
-from qvt import _header, _prototypes
+from qvt import _header, _prototypes, lib
 
 HEADER = os.path.join(os.path.dirname(__file__), "..", "..", "include", "qvt", "qvt.h")
 numpy = pytest.importorskip("numpy")
@@ -50,6 +50,23 @@ def test_closed_eyes_show_an_alpha_peak_in_O1(headset):
     frequencies = numpy.fft.rfftfreq(o1.size, 1 / 300)
     band = (frequencies >= 2) & (frequencies <= 40)
     assert 8 <= frequencies[band][numpy.argmax(power[band])] <= 12
+
+
+@needs_headset
+def test_alarms_pair_codes_with_the_texts_heard(headset):
+    # Connecting queued alarms (a battery report, and the connection's when
+    # the link was quiet before) before anyone listened; the battery report
+    # asked for now comes with its text at verbosity 3.
+    headset.verbosity = 3
+    try:
+        lib.QVT_Headset_SendBatteryQuery(headset._handle)  # pylint: disable=protected-access
+        headset.read(0.3)
+        alarms = headset.alarms()
+    finally:
+        headset.verbosity = 2
+    assert len(alarms) >= 2 and all(text is None for _, text in alarms[:-1])
+    assert alarms[-1] == (527, "Battery voltage: battery 1 = 87%, battery 2 = 85%; counts: 3087, 3085")
+    assert headset.alarms() == []
 
 
 @needs_headset
