@@ -17,6 +17,10 @@ def _text(raw):
     return raw.decode("utf-8", "replace") if raw is not None else None
 
 
+def _array(values):
+    return numpy.array(values) if numpy is not None else values
+
+
 def _log_level(level):
     """Library levels 1-2 are problems, 3 notices, 4 and up details."""
     return logging.WARNING if level <= 2 else logging.INFO if level == 3 else logging.DEBUG
@@ -190,6 +194,27 @@ class Headset:
     def montage(self, specifications):
         self._call(lib.QVT_Headset_ChooseChannels, " ".join(specifications).encode(), b"", 0)
 
+    @property
+    def channel_kinds(self):
+        """Per montage channel: "eeg" (every source a referential EEG
+        electrode), "sensor" (another electrode input, in µV too), "trigger",
+        or "other" (accelerometer and the like, in the library's own units)."""
+        kinds = []
+        for channel in self._channels():
+            if lib.call(lib.QVT_Channel_IsReferentialEEG, channel) == 1:
+                kinds.append("eeg")
+                continue
+            # Other channels are one source each, named after it; a renamed
+            # one matches none and counts as "other".
+            source = lib.QVT_Headset_GetSourceByName(self._handle, lib.QVT_Channel_GetName(channel))
+            if source and lib.QVT_Source_IsTrigger(source) == 1:
+                kinds.append("trigger")
+            elif source and lib.QVT_Source_IsSensor(source) == 1:
+                kinds.append("sensor")
+            else:
+                kinds.append("other")
+        return kinds
+
     # ---- signals ----------------------------------------------------------------
     def start_background_acquisition(self):
         """Reads the link on a thread of the library's own from now on."""
@@ -209,35 +234,97 @@ class Headset:
         return channels
 
     def _take(self, channels, count):
-        """count samples of every channel, oldest first, in µV."""
-        rows = [[lib.call(lib.QVT_Channel_ReadBuffered, c) for _ in range(count)] for c in channels]
-        return numpy.array(rows) if numpy is not None else rows
+        """count samples of every channel, oldest first, in µV, as lists."""
+        return [[lib.call(lib.QVT_Channel_ReadBuffered, c) for _ in range(count)] for c in channels]
+
+    def _start_streaming(self):
+        if not self._background and self._call(lib.QVT_Headset_GetDataAcquisitionMode) != 1:
+            self._call(lib.QVT_Headset_StartDataAcquisition)
 
     def read(self, seconds):
         """(data, times): data of shape (channels, samples) in µV, and the
         time of each sample in seconds since the link opened."""
         channels = self._delivering_channels()
-        if not self._background and self._call(lib.QVT_Headset_GetDataAcquisitionMode) != 1:
-            self._call(lib.QVT_Headset_StartDataAcquisition)
+        self._start_streaming()
         rate = self.sampling_rate
         count = max(1, int(seconds * rate + 0.5))
-        self._call(lib.QVT_Headset_WaitForSamples, count)
+        # The library will not wait for more than its buffers hold, so a long
+        # read is taken in parts, each well inside them.
+        capacity = min(lib.call(lib.QVT_Channel_GetBufferCapacity, c) for c in channels)
+        part = max(1, capacity // 2)
+        rows = [[] for _ in channels]
+        left = count
+        while left > 0:
+            size = min(left, part)
+            self._call(lib.QVT_Headset_WaitForSamples, size)
+            for row, taken in zip(rows, self._take(channels, size)):
+                row.extend(taken)
+            left -= size
         end = self._call(lib.QVT_Headset_SecondsSinceConnection)
-        data = self._take(channels, count)
         times = [end - (count - k) / rate for k in range(count)]
-        return data, (numpy.array(times) if numpy is not None else times)
+        return _array(rows), _array(times)
+
+    def to_mne(self, data):
+        """data as read (channels, samples) in µV as an mne.io.RawArray; see
+        qvt.mne.to_raw."""
+        from . import mne as qvt_mne
+
+        return qvt_mne.to_raw(
+            data,
+            self.channel_names,
+            self.channel_kinds,
+            self.sampling_rate,
+            model=self.model,
+            serial_number=self.serial_number,
+        )
+
+    def impedances(self, seconds=2.0):
+        """{electrode: kOhm} with the impedance driver on while streaming for
+        seconds. Every referential EEG electrode of the headset is there, in
+        the montage or not, with None where the library has no estimate; the
+        headset's own reference electrode is left out (it reads 0). The
+        library's estimates are averages that ramp up over its averaging time
+        (1 s unless changed), so measure at least that long."""
+        channels = self._delivering_channels()
+        self._call(lib.QVT_Headset_StartImpedanceDriver)
+        try:
+            # Samples buffered before the driver answered carry no carriers:
+            # the estimates need seconds of new ones. Only the estimates
+            # matter; the samples go.
+            self._discard_buffered(channels)
+            self.read(seconds)
+            # Read before the driver stops: later samples reset the estimates.
+            found = {}
+            for index in range(self._call(lib.QVT_Headset_GetNumberOfSources)):
+                source = self._call(lib.QVT_Headset_GetSourceByIndex, index)
+                if lib.call(lib.QVT_Source_IsReferentialEEG, source) != 1:
+                    continue
+                if lib.call(lib.QVT_Source_IsFactoryReference, source) == 1:
+                    continue
+                kohm = lib.call(lib.QVT_Source_GetImpedanceEEG, source)
+                found[_text(lib.call(lib.QVT_Source_GetName, source))] = kohm if kohm >= 0 else None
+        except BaseException:
+            lib.QVT_Headset_StopImpedanceDriver(self._handle)
+            raise
+        self._call(lib.QVT_Headset_StopImpedanceDriver)
+        # Samples still buffered carry the carriers; the next read should not.
+        self._discard_buffered(channels)
+        return found
+
+    def _discard_buffered(self, channels):
+        # Read rather than flushed: flushing would wait for a running thread.
+        self._take(channels, self._call(lib.QVT_Headset_GetNumberOfBufferedSamples))
 
     def batches(self):
         """Yields (timestamp, data of shape (channels, batch size)), paced by
         the library at the headset's true rate."""
         channels = self._delivering_channels()
-        if not self._background and self._call(lib.QVT_Headset_GetDataAcquisitionMode) != 1:
-            self._call(lib.QVT_Headset_StartDataAcquisition)
+        self._start_streaming()
         size = max(1, int(self.sampling_rate * 0.06 + 0.5))
         self._call(lib.QVT_Headset_ConfigureBatch, size, 0.05)
         while True:
             stamp = self._call(lib.QVT_Headset_WaitForBatch)
-            yield stamp, self._take(channels, size)
+            yield stamp, _array(self._take(channels, size))
 
     def alarms(self):
         """The alarms queued since the last call, oldest first, taken off the

@@ -53,6 +53,30 @@ def test_closed_eyes_show_an_alpha_peak_in_O1(headset):
 
 
 @needs_headset
+def test_impedances_of_every_electrode_but_the_reference(headset):
+    eeg = [n for n, k in zip(headset.channel_names, headset.channel_kinds) if k == "eeg"]
+    impedances = headset.impedances()
+    assert set(eeg) - set(impedances) == {"Pz"}  # the headset's own reference
+    assert all(abs(kohm - 5.0) < 0.5 for kohm in impedances.values())  # what the emulator encodes
+
+
+@needs_headset
+def test_to_mne_keeps_the_samples_in_volts_and_the_triggers_once_a_second(headset):
+    mne = pytest.importorskip("mne")
+    data, _ = headset.read(3.0)
+    raw = headset.to_mne(data)
+    kinds = headset.channel_kinds
+    types = {"eeg": "eeg", "sensor": "misc", "trigger": "stim", "other": "misc"}
+    assert raw.get_channel_types() == [types[k] for k in kinds]
+    assert raw.info["sfreq"] == 300.0 and raw.info["device_info"]["serial"] == "20240001"
+    volts = [k in ("eeg", "sensor") for k in kinds]
+    assert numpy.array_equal(raw.get_data(), numpy.where(numpy.array(volts)[:, None], data * 1e-6, data))
+    onsets = mne.find_events(raw, stim_channel="TRG", verbose="error")[:, 0]
+    assert len(onsets) >= 2 and set(numpy.diff(onsets)) == {300}
+    assert not numpy.isnan(raw.info["chs"][raw.ch_names.index("O1")]["loc"][0])
+
+
+@needs_headset
 def test_alarms_pair_codes_with_the_texts_heard(headset):
     # Connecting queued alarms (a battery report, and the connection's when
     # the link was quiet before) before anyone listened; the battery report
