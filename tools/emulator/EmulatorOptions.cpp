@@ -71,6 +71,14 @@ EmulatorOptions ParseEmulatorOptions(int argc, char** argv) {
       options.garbageRate = Number(arg, value(), 0.0, 1.0);
     } else if (arg == "--silent-after") {
       options.silentAfter = Number(arg, value(), 0.0, 1e9);
+    } else if (arg == "--outage") {
+      const std::string spell = value();
+      const auto colon = spell.find(':');
+      if (colon == std::string::npos) throw "--outage wants START:SECONDS, not \"" + spell + "\"";
+      options.outages.emplace_back(Number(arg, spell.substr(0, colon), 0.0, 1e9),
+                                   Number(arg, spell.substr(colon + 1), 0.0, 1e9));
+    } else if (arg == "--drop-log") {
+      options.dropLog = value();
     } else if (arg == "--refuse") {
       options.refusedFamilies.push_back(Family(value()));
     } else if (arg == "--slow") {
@@ -104,6 +112,10 @@ std::string EmulatorUsage(const std::string& program) {
          "  --garbage RATE           follow each block of data, with this probability, by a\n"
          "                           well-framed block of random packets of every species\n"
          "  --silent-after SECONDS   send nothing more after this long\n"
+         "  --outage START:SECONDS   fall silent START seconds after starting, for SECONDS,\n"
+         "                           then answer again; may be repeated\n"
+         "  --drop-log FILE          write the stream position of every data packet that was\n"
+         "                           never sent (--drop, or no room on the line), one a line\n"
          "  --refuse FAMILY          refuse a command family (name or code) with status 0x80;\n"
          "                           may be repeated\n"
          "  --slow                   a narrow link (about 230400 baud) with slow replies\n"

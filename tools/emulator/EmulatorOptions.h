@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace QVT::emulator {
@@ -18,6 +19,8 @@ struct EmulatorOptions {
   double dropRate = 0.0;
   double garbageRate = 0.0;
   double silentAfter = -1.0;
+  std::vector<std::pair<double, double>> outages;  // start, seconds
+  std::string dropLog;                             // file naming each packet never sent
   std::vector<std::uint8_t> refusedFamilies;
   bool slow = false;
   bool help = false;

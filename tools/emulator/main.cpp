@@ -1,6 +1,7 @@
 // qvt-emulator: a virtual headset on a pseudo-terminal.
 #include <unistd.h>
 
+#include <cstdio>
 #include <iostream>
 #include <memory>
 
@@ -24,7 +25,8 @@ QVT::CalibrationImage Calibration(const std::string& layout) {
   return testing::TenTwentyCalibrationImage();
 }
 
-testing::PeerProfile Profile(const EmulatorOptions& options, std::shared_ptr<const SyntheticEEG> eeg) {
+testing::PeerProfile Profile(const EmulatorOptions& options, std::shared_ptr<const SyntheticEEG> eeg,
+                             std::FILE* dropLog) {
   testing::PeerProfile profile;
   profile.identity = "VirtualHeadset R1";
   profile.serialNumber = 20240001;
@@ -45,8 +47,14 @@ testing::PeerProfile Profile(const EmulatorOptions& options, std::shared_ptr<con
   profile.faults.dropRate = options.dropRate;
   profile.faults.garbageRate = options.garbageRate;
   profile.faults.silentAfter = options.silentAfter;
+  for (const auto& [start, seconds] : options.outages) profile.faults.outages.push_back({start, seconds});
   profile.faults.slow = options.slow;
   profile.faults.seed = options.seed;
+  if (dropLog != nullptr)
+    profile.faults.onDropped = [dropLog](std::uint64_t position) {
+      std::fprintf(dropLog, "%llu\n", static_cast<unsigned long long>(position));
+      std::fflush(dropLog);
+    };
   return profile;
 }
 
@@ -65,12 +73,21 @@ int main(int argc, char** argv) {
     return 0;
   }
 
+  // Opened before the peer starts and closed after it has stopped.
+  std::unique_ptr<std::FILE, int (*)(std::FILE*)> dropLog(nullptr, std::fclose);
+  if (!options.dropLog.empty()) {
+    dropLog.reset(std::fopen(options.dropLog.c_str(), "w"));
+    if (!dropLog) {
+      std::cerr << "qvt-emulator: cannot write " << options.dropLog << "\n";
+      return 2;
+    }
+  }
   InstallStopHandlers();
   testing::PseudoTerminal line;
   const auto eeg = std::make_shared<const SyntheticEEG>(
       Calibration(options.layout),
       SignalSettings{options.seed, options.eyesClosed, options.impedanceKiloOhms});
-  testing::HeadsetPeer headset(line, Profile(options, eeg));
+  testing::HeadsetPeer headset(line, Profile(options, eeg, dropLog.get()));
   if (!options.refusedFamilies.empty()) {
     headset.SetPolicy([refused = options.refusedFamilies](const testing::WrittenCommand& command) {
       for (const std::uint8_t family : refused)

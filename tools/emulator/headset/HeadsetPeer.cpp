@@ -152,9 +152,11 @@ bool HeadsetPeer::SendRaw(std::string_view bytes) {
 }
 
 bool HeadsetPeer::Silenced() const {
-  return profile_.faults.silentAfter >= 0.0 &&
-         std::chrono::duration<double>(std::chrono::steady_clock::now() - begun_).count() >=
-             profile_.faults.silentAfter;
+  const double now = std::chrono::duration<double>(std::chrono::steady_clock::now() - begun_).count();
+  if (profile_.faults.silentAfter >= 0.0 && now >= profile_.faults.silentAfter) return true;
+  for (const PeerFaults::Outage& outage : profile_.faults.outages)
+    if (now >= outage.start && now < outage.start + outage.seconds) return true;
+  return false;
 }
 
 void HeadsetPeer::Garble(std::string& bytes) {
@@ -220,6 +222,7 @@ void HeadsetPeer::Stream() {
   const double startTicks = std::chrono::duration<double>(streamStart_ - begun_).count() * kTicksPerSecond;
   while (due >= streamPackets_ + perBlock && !stop_) {
     std::string packets;
+    std::vector<std::uint64_t> carried;  // stream positions in this block
     std::uint32_t firstTicks = 0;
     for (unsigned i = 0; i < perBlock; ++i) {
       const auto ticks = static_cast<std::uint32_t>(startTicks + static_cast<double>(streamPackets_ + i) *
@@ -228,20 +231,27 @@ void HeadsetPeer::Stream() {
       const std::uint64_t index = sampleIndex_++;
       const std::uint8_t counter = packetCounter_++;
       if (profile_.faults.dropRate > 0.0 &&
-          std::bernoulli_distribution(profile_.faults.dropRate)(dropRandom_))
+          std::bernoulli_distribution(profile_.faults.dropRate)(dropRandom_)) {
+        if (profile_.faults.onDropped) profile_.faults.onDropped(streamPackets_ + i);
         continue;  // lost on the way; its counter is skipped
+      }
       const std::string body =
           profile_.signalBody
               ? profile_.signalBody(index, ticks / kTicksPerSecond, modes_[Family::ImpedanceDriverMode] > 0)
           : profile_.sampleBody ? profile_.sampleBody(index)
                                 : RampBody(index);
       packets += EncodeDataPacket(counter, body, ticks);
+      carried.push_back(streamPackets_ + i);
       packets += AccelerometerPackets(ticks, startTicks);
     }
     streamPackets_ += perBlock;
     dataPacketsSent_ += perBlock;
     pollfd room{fd_, POLLOUT, 0};
-    if (poll(&room, 1, 0) <= 0 || !(room.revents & POLLOUT)) continue;  // dropped
+    if (poll(&room, 1, 0) <= 0 || !(room.revents & POLLOUT)) {  // dropped
+      if (profile_.faults.onDropped)
+        for (const std::uint64_t position : carried) profile_.faults.onDropped(position);
+      continue;
+    }
     std::lock_guard<std::mutex> lock(writeLock_);
     Write(NextBlock(packets, firstTicks));
     if (profile_.faults.garbageRate > 0.0 &&

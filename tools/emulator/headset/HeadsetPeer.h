@@ -57,9 +57,20 @@ struct PeerFaults {
   double corruptRate = 0.0;   // chance of each byte being garbled
   double dropRate = 0.0;      // chance of each data packet being lost
   double silentAfter = -1.0;  // seconds after which nothing more is sent; negative: never
-  double garbageRate = 0.0;   // chance, after each block of data, of a block of random packets
-  bool slow = false;          // a narrow link, and replies that take a while
+  // Spells of silence: from start, for seconds, both counted from the peer's
+  // beginning. The link comes back after each, as a radio link does.
+  struct Outage {
+    double start = 0.0;
+    double seconds = 0.0;
+  };
+  std::vector<Outage> outages;
+  double garbageRate = 0.0;  // chance, after each block of data, of a block of random packets
+  bool slow = false;         // a narrow link, and replies that take a while
   std::uint64_t seed = 1;
+  // Told of every data packet that never went out, by its position in its
+  // stream (counting from 0 each time streaming starts); called on the
+  // peer's thread.
+  std::function<void(std::uint64_t position)> onDropped;
 };
 
 // The headset the peer plays.
