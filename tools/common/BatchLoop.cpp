@@ -3,11 +3,12 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
+#include <cstdint>
 
 #include "Interrupt.h"
-#include "LibraryCalls.h"
+#include "MessageLog.h"
 
-namespace QVT::Stream {
+namespace QVT::Tools {
 
 namespace {
 
@@ -29,7 +30,8 @@ class BackgroundAcquisition {
   }
   ~BackgroundAcquisition() {
     QVT_Headset_StopBackgroundAcquisition(headset);
-    for (int polls = 0; polls < 300 && QVT_Headset_GetDataAcquisitionMode(headset) == 1; ++polls)
+    // A lost link cannot stop the stream; there is nothing to wait for.
+    for (int polls = 0; polls < 300 && !linkLost && QVT_Headset_GetDataAcquisitionMode(headset) == 1; ++polls)
       QVT_Sleep(0.01);
     // The thread leaves right after the stream has stopped.
     QVT_Sleep(0.05);
@@ -39,14 +41,16 @@ class BackgroundAcquisition {
   BackgroundAcquisition(const BackgroundAcquisition&) = delete;
   BackgroundAcquisition& operator=(const BackgroundAcquisition&) = delete;
 
+  bool linkLost = false;
+
  private:
   QVT_Headset* headset;
 };
 
 }  // namespace
 
-Progress RunBatches(QVT_Headset* headset, double seconds, const std::function<void(unsigned)>& readBatch,
-                    ProgressDisplay& display) {
+void RunBatches(QVT_Headset* headset, double seconds, const std::function<bool(unsigned)>& readBatch,
+                ProgressDisplay& display, Progress& progress) {
   const double rate = QVT_Headset_GetSamplingRate(headset);
   ThrowIfFailed("cannot read the sampling rate");
   if (!(rate > 0.0)) throw RuntimeError("the headset reports no sampling rate");
@@ -54,8 +58,9 @@ Progress RunBatches(QVT_Headset* headset, double seconds, const std::function<vo
   QVT_Headset_ConfigureBatch(headset, batchSize, kTargetDelay);
   ThrowIfFailed("cannot configure batches");
 
-  Progress progress;
-  if (Interrupted()) return progress;
+  if (Interrupted()) return;
+  const double elapsedBefore = progress.elapsedSeconds;
+  const double end = elapsedBefore + seconds;
   try {
     BackgroundAcquisition acquisition(headset);
     const auto start = std::chrono::steady_clock::now();
@@ -66,18 +71,24 @@ Progress RunBatches(QVT_Headset* headset, double seconds, const std::function<vo
     // Samples that have arrived, read or not: the buffered count alone may
     // stand still between polls while data keeps coming.
     unsigned long previouslyArrived = 0;
-    double lastArrival = 0.0;
+    std::uint64_t samplesBefore = progress.samples;
+    double lastArrival = elapsedBefore;
     while (!Interrupted()) {
-      progress.elapsedSeconds = SecondsSince(start);
+      progress.elapsedSeconds = elapsedBefore + SecondsSince(start);
+      if (TakeLinkLost()) {
+        acquisition.linkLost = true;
+        throw LinkLostError("the link to the headset is lost");
+      }
       progress.buffered = QVT_Headset_GetNumberOfBufferedSamples(headset);
       progress.overflowed = QVT_Headset_GetNumberOfOverflowedSamples(headset);
       ThrowIfFailed("cannot read the buffers");
-      const unsigned long arrived = progress.samples + progress.buffered;
+      const unsigned long arrived = progress.samples - samplesBefore + progress.buffered;
       if (arrived > previouslyArrived) {
         lastArrival = progress.elapsedSeconds;
       } else if (progress.elapsedSeconds - lastArrival > kDataTimeout) {
-        throw RuntimeError("no data from the headset for " + std::to_string(static_cast<int>(kDataTimeout)) +
-                           " seconds");
+        acquisition.linkLost = true;
+        throw LinkLostError("no data from the headset for " + std::to_string(static_cast<int>(kDataTimeout)) +
+                            " seconds");
       }
       previouslyArrived = arrived;
       if (progress.buffered < needed) {
@@ -87,13 +98,13 @@ Progress RunBatches(QVT_Headset* headset, double seconds, const std::function<vo
       }
       QVT_Headset_WaitForBatch(headset);
       ThrowIfFailed("waiting for a batch failed");
-      readBatch(batchSize);
+      const bool more = readBatch(batchSize);
       ThrowIfFailed("reading a batch failed");
       progress.samples += batchSize;
       needed = batchSize;
-      progress.elapsedSeconds = SecondsSince(start);
+      progress.elapsedSeconds = elapsedBefore + SecondsSince(start);
       display.Update(progress);
-      if (progress.elapsedSeconds >= seconds) break;
+      if (!more || progress.elapsedSeconds >= end) break;
     }
   } catch (...) {
     // An error message must not land on the end of the progress line.
@@ -101,7 +112,6 @@ Progress RunBatches(QVT_Headset* headset, double seconds, const std::function<vo
     throw;
   }
   display.Finish(progress);
-  return progress;
 }
 
-}  // namespace QVT::Stream
+}  // namespace QVT::Tools

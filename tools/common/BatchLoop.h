@@ -1,18 +1,29 @@
 // Paced batch delivery on the background acquisition thread, for a given
-// time or until Ctrl-C.
+// time, until the caller has enough, or until Ctrl-C.
 #pragma once
 
 #include <functional>
 
+#include "LibraryCalls.h"
 #include "ProgressDisplay.h"
 #include "qvt/qvt.h"
 
-namespace QVT::Stream {
+namespace QVT::Tools {
+
+// The headset stopped answering: the library said so, or no data came for
+// several seconds.
+class LinkLostError : public RuntimeError {
+ public:
+  using RuntimeError::RuntimeError;
+};
 
 // Starts background acquisition, calls readBatch(batchSize) whenever a batch
-// is due, shows the progress, and stops acquisition again (also on error).
-// Throws RuntimeError when the library fails or no data arrives for a while.
-Progress RunBatches(QVT_Headset* headset, double seconds, const std::function<void(unsigned)>& readBatch,
-                    ProgressDisplay& display);
+// is due until it returns false or `seconds` more have passed, shows the
+// progress, and stops acquisition again (also on error). progress carries
+// on from what it holds (elapsed time and samples add up over calls);
+// readBatch may fill in its loss and file fields. Throws LinkLostError when
+// the link is lost, RuntimeError when the library fails.
+void RunBatches(QVT_Headset* headset, double seconds, const std::function<bool(unsigned)>& readBatch,
+                ProgressDisplay& display, Progress& progress);
 
-}  // namespace QVT::Stream
+}  // namespace QVT::Tools

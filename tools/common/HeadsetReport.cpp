@@ -1,9 +1,25 @@
 #include "HeadsetReport.h"
 
+#include <sstream>
+
 #include "BatchLoop.h"
 #include "LibraryCalls.h"
+#include "MessageLog.h"
 
-namespace QVT::Stream {
+namespace QVT::Tools {
+
+std::string ResolvePort(const std::string& port) {
+  return port == "DEFAULT" ? Copy(QVT_GetDefaultPort()) : port;
+}
+
+HeadsetHandle Connect(const std::string& port, int verbosity) {
+  HeadsetHandle headset(QVT_Headset_New(nullptr));
+  ThrowIfFailed("cannot create a headset");
+  RouteMessages(headset.get(), verbosity);
+  QVT_Headset_Connect(headset.get(), port.c_str());
+  ThrowIfFailed("cannot connect to " + port);
+  return headset;
+}
 
 void PrintIdentity(QVT_Headset* headset, std::FILE* out) {
   const std::string model = Copy(QVT_Headset_GetHardwareModel(headset));
@@ -27,8 +43,6 @@ void PrintIdentity(QVT_Headset* headset, std::FILE* out) {
   std::fflush(out);
 }
 
-namespace {
-
 std::vector<QVT_Channel*> MontageChannels(QVT_Headset* headset) {
   std::vector<QVT_Channel*> channels(QVT_Headset_GetNumberOfChannels(headset));
   for (unsigned c = 0; c < channels.size(); ++c) channels[c] = QVT_Headset_GetChannelByIndex(headset, c);
@@ -36,8 +50,6 @@ std::vector<QVT_Channel*> MontageChannels(QVT_Headset* headset) {
   if (channels.empty()) throw RuntimeError("the montage has no channels");
   return channels;
 }
-
-}  // namespace
 
 std::vector<ElectrodeImpedance> MeasureImpedances(QVT_Headset* headset, double seconds,
                                                   ProgressDisplay& display) {
@@ -48,13 +60,15 @@ std::vector<ElectrodeImpedance> MeasureImpedances(QVT_Headset* headset, double s
   try {
     // Only the sources' impedance estimates matter; the samples are drained
     // so that the buffers do not overflow.
+    Progress progress;
     RunBatches(
         headset, seconds,
         [&](unsigned samples) {
           for (unsigned i = 0; i < samples; ++i)
             for (QVT_Channel* channel : channels) QVT_Channel_ReadBuffered(channel);
+          return true;
         },
-        display);
+        display, progress);
     // Read before the driver stops: every later sample resets the estimates.
     const unsigned sources = QVT_Headset_GetNumberOfSources(headset);
     for (unsigned s = 0; s < sources; ++s) {
@@ -74,29 +88,23 @@ std::vector<ElectrodeImpedance> MeasureImpedances(QVT_Headset* headset, double s
   return electrodes;
 }
 
-std::vector<ChannelRow> StreamChannels(QVT_Headset* headset, double seconds, ProgressDisplay& display,
-                                       Progress& progress) {
-  const std::vector<QVT_Channel*> channels = MontageChannels(headset);
-  std::vector<ChannelRow> rows(channels.size());
-  for (std::size_t c = 0; c < channels.size(); ++c) rows[c].name = Copy(QVT_Channel_GetName(channels[c]));
-  ThrowIfFailed("cannot read the channel names");
-  progress = RunBatches(
-      headset, seconds,
-      [&](unsigned samples) {
-        for (unsigned i = 0; i < samples; ++i)
-          for (std::size_t c = 0; c < channels.size(); ++c)
-            rows[c].statistics.Add(QVT_Channel_ReadBuffered(channels[c]));
-      },
-      display);
-  return rows;
-}
-
-std::vector<int> TakeAlarms(QVT_Headset* headset, unsigned& total, unsigned limit) {
-  total = QVT_Headset_GetNumberOfAlarms(headset);
-  std::vector<int> codes;
-  for (unsigned i = 0; i < total && i < limit; ++i) codes.push_back(QVT_Headset_GetAlarm(headset, 1));
+std::vector<Alarm> TakeAlarms(QVT_Headset* headset, const std::vector<std::string>& texts) {
+  std::vector<Alarm> alarms(QVT_Headset_GetNumberOfAlarms(headset));
+  for (Alarm& alarm : alarms) alarm.code = QVT_Headset_GetAlarm(headset, 1);
   ThrowIfFailed("cannot read the alarms");
-  return codes;
+  // Both keep the latest ones when too many came: pair them from the end.
+  for (std::size_t i = 0; i < alarms.size() && i < texts.size(); ++i)
+    alarms[alarms.size() - 1 - i].text = texts[texts.size() - 1 - i];
+  return alarms;
 }
 
-}  // namespace QVT::Stream
+std::string FormatAlarms(const std::vector<Alarm>& alarms, std::size_t limit) {
+  std::ostringstream text;
+  text << alarms.size() << (alarms.size() == 1 ? " alarm" : " alarms") << "\n";
+  for (std::size_t i = 0; i < alarms.size() && i < limit; ++i)
+    text << "  " << alarms[i].code << "  " << (alarms[i].text.empty() ? "(no text)" : alarms[i].text) << "\n";
+  if (alarms.size() > limit) text << "  ...\n";
+  return text.str();
+}
+
+}  // namespace QVT::Tools

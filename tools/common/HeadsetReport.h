@@ -1,17 +1,36 @@
-// What qvt-stream tells about a connected headset, and the impedance check.
+// What the tools tell about a connected headset, the connection itself, the
+// impedance check and the alarms.
 #pragma once
 
 #include <cstdio>
+#include <memory>
+#include <string>
 #include <vector>
 
+#include "ElectrodeImpedance.h"
 #include "ProgressDisplay.h"
-#include "Tables.h"
 #include "qvt/qvt.h"
 
-namespace QVT::Stream {
+namespace QVT::Tools {
+
+struct HeadsetDeleter {
+  void operator()(QVT_Headset* headset) const { QVT_Headset_Delete(headset); }
+};
+using HeadsetHandle = std::unique_ptr<QVT_Headset, HeadsetDeleter>;
+
+// The port to use: "DEFAULT" means the one QVTSerialPort names; empty when
+// it names none.
+std::string ResolvePort(const std::string& port);
+
+// Connects with the library's messages routed through the tools' message
+// log (shown up to `verbosity`). Throws RuntimeError.
+HeadsetHandle Connect(const std::string& port, int verbosity);
 
 // Identity, firmware, battery, sampling rate and montage.
 void PrintIdentity(QVT_Headset* headset, std::FILE* out);
+
+// The montage's channels, in order. Throws RuntimeError when there are none.
+std::vector<QVT_Channel*> MontageChannels(QVT_Headset* headset);
 
 // Runs the impedance driver while streaming for the given seconds and
 // returns the impedance of every referential EEG electrode; the driver is
@@ -19,11 +38,16 @@ void PrintIdentity(QVT_Headset* headset, std::FILE* out);
 std::vector<ElectrodeImpedance> MeasureImpedances(QVT_Headset* headset, double seconds,
                                                   ProgressDisplay& display);
 
-// The montage channels' names and batch-read statistics.
-std::vector<ChannelRow> StreamChannels(QVT_Headset* headset, double seconds, ProgressDisplay& display,
-                                       Progress& progress);
+struct Alarm {
+  int code = 0;
+  std::string text;  // empty when the library gave none
+};
 
-// The queued alarm codes, taken off the queue; at most limit of them.
-std::vector<int> TakeAlarms(QVT_Headset* headset, unsigned& total, unsigned limit);
+// The queued alarms, taken off the queue, with the texts the message log
+// kept for them (TakeAlarmTexts; codes and texts come in the same order).
+std::vector<Alarm> TakeAlarms(QVT_Headset* headset, const std::vector<std::string>& texts);
 
-}  // namespace QVT::Stream
+// "4 alarms" and one indented line per alarm, at most `limit` of them.
+std::string FormatAlarms(const std::vector<Alarm>& alarms, std::size_t limit);
+
+}  // namespace QVT::Tools

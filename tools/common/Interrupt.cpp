@@ -2,7 +2,7 @@
 
 #include <csignal>
 
-namespace QVT::Stream {
+namespace QVT::Tools {
 
 namespace {
 
@@ -17,8 +17,9 @@ void InstallInterruptHandler() {
   action.sa_handler = OnInterrupt;
   sigemptyset(&action.sa_mask);
   sigaction(SIGINT, &action, nullptr);
+  sigaction(SIGTERM, &action, nullptr);
 }
 
 bool Interrupted() { return interrupted != 0; }
 
-}  // namespace QVT::Stream
+}  // namespace QVT::Tools

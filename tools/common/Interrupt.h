@@ -1,9 +1,9 @@
-// Ctrl-C handling: the handler only raises a flag that the loops poll.
+// Ctrl-C and SIGTERM handling: the handler only raises a flag that the loops poll.
 #pragma once
 
-namespace QVT::Stream {
+namespace QVT::Tools {
 
 void InstallInterruptHandler();
 bool Interrupted();
 
-}  // namespace QVT::Stream
+}  // namespace QVT::Tools

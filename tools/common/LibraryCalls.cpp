@@ -2,7 +2,7 @@
 
 #include "qvt/qvt.h"
 
-namespace QVT::Stream {
+namespace QVT::Tools {
 
 void ThrowIfFailed(const std::string& what) {
   if (const char* error = QVT_ClearError()) throw RuntimeError(what + ": " + error);
@@ -10,4 +10,4 @@ void ThrowIfFailed(const std::string& what) {
 
 std::string Copy(const char* text) { return text ? text : ""; }
 
-}  // namespace QVT::Stream
+}  // namespace QVT::Tools

@@ -5,7 +5,7 @@
 #include <stdexcept>
 #include <string>
 
-namespace QVT::Stream {
+namespace QVT::Tools {
 
 // A failure while talking to the headset; what() is one line for the user.
 class RuntimeError : public std::runtime_error {
@@ -20,4 +20,4 @@ void ThrowIfFailed(const std::string& what);
 // A copy of a library string; returned strings are only lent.
 std::string Copy(const char* text);
 
-}  // namespace QVT::Stream
+}  // namespace QVT::Tools

@@ -3,7 +3,7 @@
 #include <cmath>
 #include <sstream>
 
-namespace QVT::Stream {
+namespace QVT::Tools {
 
 std::string FormatProgress(const Progress& progress) {
   const double rate =
@@ -12,7 +12,9 @@ std::string FormatProgress(const Progress& progress) {
   text.setf(std::ios::fixed);
   text.precision(1);
   text << "elapsed " << progress.elapsedSeconds << " s  samples " << progress.samples << "  rate " << rate
-       << " Hz  buffered " << progress.buffered << "  overflowed " << progress.overflowed;
+       << " Hz  buffered " << progress.buffered << "  overflowed " << progress.overflowed << "  lost "
+       << progress.lostSamples << " in " << progress.gaps << (progress.gaps == 1 ? " gap" : " gaps");
+  if (progress.fileBytes >= 0) text << "  file " << static_cast<double>(progress.fileBytes) / 1e6 << " MB";
   return text.str();
 }
 
@@ -39,4 +41,4 @@ void ProgressDisplay::Finish(const Progress& last) {
   std::fflush(out);
 }
 
-}  // namespace QVT::Stream
+}  // namespace QVT::Tools

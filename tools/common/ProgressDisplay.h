@@ -6,17 +6,21 @@
 #include <cstdio>
 #include <string>
 
-namespace QVT::Stream {
+namespace QVT::Tools {
 
 struct Progress {
   double elapsedSeconds = 0.0;
   std::uint64_t samples = 0;
   unsigned buffered = 0;
   unsigned overflowed = 0;
+  std::uint64_t lostSamples = 0;  // on the way from the headset
+  unsigned gaps = 0;
+  std::int64_t fileBytes = -1;  // negative: nothing is written
 };
 
-// "elapsed 2.0 s  samples 500  rate 250.0 Hz  buffered 13  overflowed 0";
-// the rate is samples per elapsed second (0 before any time has passed).
+// "elapsed 2.0 s  samples 500  rate 250.0 Hz  buffered 13  overflowed 0
+// lost 0 in 0 gaps", then "  file 1.2 MB" when a file is written; the rate
+// is samples per elapsed second (0 before any time has passed).
 std::string FormatProgress(const Progress& progress);
 
 class ProgressDisplay {
@@ -35,4 +39,4 @@ class ProgressDisplay {
   double lastShown = -1.0;
 };
 
-}  // namespace QVT::Stream
+}  // namespace QVT::Tools

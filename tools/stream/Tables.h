@@ -6,16 +6,11 @@
 #include <vector>
 
 #include "ChannelStatistics.h"
+#include "ElectrodeImpedance.h"
 
 namespace QVT::Stream {
 
-// An impedance below 0 was not measured. The headset's own reference
-// electrode reads 0 and is shown as the reference instead.
-struct ElectrodeImpedance {
-  std::string name;
-  double kOhm = -1.0;
-  bool reference = false;
-};
+using Tools::ElectrodeImpedance;
 
 struct ChannelRow {
   std::string name;

@@ -2,69 +2,79 @@
 // electrodes' impedances, streams its channels and summarises them.
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdio>
 #include <map>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "BatchLoop.h"
 #include "HeadsetReport.h"
 #include "Interrupt.h"
 #include "LibraryCalls.h"
+#include "MessageLog.h"
 #include "Options.h"
+#include "SampleTimeline.h"
+#include "Tables.h"
 #include "qvt/qvt.h"
 
 namespace {
 
 using namespace QVT::Stream;
+using namespace QVT::Tools;
 
 constexpr int kRuntimeFailure = 1;
 constexpr int kUsageFailure = 2;
 
-bool stderrIsTerminal = false;
+// The headset's own time stamp of each sample, read beside the montage so
+// that lost samples show; not a channel of the summary.
+constexpr const char* kSampleTime = "SND";
 
-// Library messages may arrive from the acquisition thread while the progress
-// line is drawn; on a terminal the line is cleared first and redrawn later.
-int ShowMessage(const char* message, int) {
-  std::fprintf(stderr, "%s%s\n", stderrIsTerminal ? "\r\033[K" : "", message ? message : "");
-  return 0;
-}
-
-struct HeadsetDeleter {
-  void operator()(QVT_Headset* headset) const { QVT_Headset_Delete(headset); }
-};
-using HeadsetHandle = std::unique_ptr<QVT_Headset, HeadsetDeleter>;
-
-HeadsetHandle Connect(const Options& options) {
-  std::string port = options.port;
-  if (port == "DEFAULT") {
-    port = Copy(QVT_GetDefaultPort());
-    if (port.empty()) throw UsageError("no headset port: give --port or set QVTSerialPort");
-  }
-  HeadsetHandle headset(QVT_Headset_New(nullptr));
-  ThrowIfFailed("cannot create a headset");
-  QVT_Headset_SetVerbosity(headset.get(), options.verbosity);
-  QVT_Headset_SetMessageCallback(headset.get(), ShowMessage);
-  QVT_Headset_Connect(headset.get(), port.c_str());
-  ThrowIfFailed("cannot connect to " + port);
-  return headset;
+// The montage channels' names and batch-read statistics.
+std::vector<ChannelRow> StreamChannels(QVT_Headset* headset, double seconds, ProgressDisplay& display,
+                                       Progress& progress) {
+  const std::vector<QVT_Channel*> channels = MontageChannels(headset);
+  QVT_Headset_AddChannelToMontage_FromString(headset, kSampleTime, 0);
+  QVT_Channel* sampleTime = QVT_Headset_GetChannelByIndex(headset, static_cast<unsigned>(channels.size()));
+  ThrowIfFailed("cannot add the sample time to the montage");
+  std::vector<ChannelRow> rows(channels.size());
+  for (std::size_t c = 0; c < channels.size(); ++c) rows[c].name = Copy(QVT_Channel_GetName(channels[c]));
+  ThrowIfFailed("cannot read the channel names");
+  SampleTimeline timeline(QVT_Headset_GetSamplingRate(headset));
+  const auto start = std::chrono::steady_clock::now();
+  RunBatches(
+      headset, seconds,
+      [&](unsigned samples) {
+        const double wall = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+        for (unsigned i = 0; i < samples; ++i) {
+          for (std::size_t c = 0; c < channels.size(); ++c)
+            rows[c].statistics.Add(QVT_Channel_ReadBuffered(channels[c]));
+          timeline.Next(QVT_Channel_ReadBuffered(sampleTime), wall);
+        }
+        progress.lostSamples = timeline.LostSamples();
+        progress.gaps = timeline.Gaps();
+        return true;
+      },
+      display, progress);
+  return rows;
 }
 
 void PrintSummary(QVT_Headset* headset, const std::vector<ChannelRow>& rows, const Progress& progress) {
-  unsigned alarms = 0;
-  const std::vector<int> codes = TakeAlarms(headset, alarms, 16);
+  const std::vector<Alarm> alarms = TakeAlarms(headset, TakeAlarmTexts());
   const double rate =
       progress.elapsedSeconds > 0.0 ? static_cast<double>(progress.samples) / progress.elapsedSeconds : 0.0;
-  std::printf("\n%llu samples in %.1f s (%.1f per second), %u overflowed, %u alarms",
+  std::printf("\n%llu samples in %.1f s (%.1f per second), %u overflowed, %llu lost in %u gaps%s\n%s\n%s",
               static_cast<unsigned long long>(progress.samples), progress.elapsedSeconds, rate,
-              progress.overflowed, alarms);
-  for (std::size_t i = 0; i < codes.size(); ++i) std::printf("%s%d", i == 0 ? ": " : " ", codes[i]);
-  std::printf("%s%s\n\n%s", codes.size() < alarms ? " ..." : "", Interrupted() ? " (interrupted)" : "",
+              progress.overflowed, static_cast<unsigned long long>(progress.lostSamples), progress.gaps,
+              Interrupted() ? " (interrupted)" : "", FormatAlarms(alarms, 16).c_str(),
               FormatChannelTable(rows).c_str());
 }
 
 int Run(const Options& options) {
-  HeadsetHandle headset = Connect(options);
+  const std::string port = ResolvePort(options.port);
+  if (port.empty()) throw UsageError("no headset port: give --port or set QVTSerialPort");
+  HeadsetHandle headset = Connect(port, options.verbosity);
   PrintIdentity(headset.get(), stdout);
   ProgressDisplay display(stdout, isatty(STDOUT_FILENO) == 1);
 
@@ -95,7 +105,6 @@ int Run(const Options& options) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  stderrIsTerminal = isatty(STDERR_FILENO) == 1;
   try {
     const Options options = ParseOptions(std::vector<std::string>(argv + 1, argv + argc));
     if (options.help) {

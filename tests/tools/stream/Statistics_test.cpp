@@ -43,9 +43,13 @@ TEST(StreamTables, ImpedanceColumnAppearsOnlyWhenMeasured) {
 }
 
 TEST(StreamProgress, RateIsZeroBeforeAnyTimeHasPassed) {
-  EXPECT_EQ(FormatProgress({0.0, 10, 3, 0}),
-            "elapsed 0.0 s  samples 10  rate 0.0 Hz  buffered 3  overflowed 0");
-  EXPECT_NE(FormatProgress({2.0, 600, 0, 0}).find("rate 300.0 Hz"), std::string::npos);
+  using Tools::FormatProgress;
+  EXPECT_EQ(FormatProgress({0.0, 10, 3, 0, 7, 1}),
+            "elapsed 0.0 s  samples 10  rate 0.0 Hz  buffered 3  overflowed 0  lost 7 in 1 gap");
+  EXPECT_NE(FormatProgress({2.0, 600, 0, 0, 0, 0, 1500000})
+                .find("rate 300.0 Hz  buffered 0  overflowed 0  "
+                      "lost 0 in 0 gaps  file 1.5 MB"),
+            std::string::npos);
 }
 
 }  // namespace
