@@ -1,0 +1,86 @@
+#include "Recording.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <tuple>
+
+#include "Signal.h"
+
+namespace QVT::Record {
+namespace {
+
+TEST(RecordSignal, DigitalSamplesComeBackWithinOneStep) {
+  const Signal electrode = ElectrodeSignal("Fp1", 0.301);
+  const Signal counts = CountSignal("TRG", "");
+  const std::vector<std::tuple<const Signal*, double, double>> cases = {
+      // signal, value, what a reader gets back
+      {&electrode, 0.0, 0.0},
+      {&electrode, 12.3456, 12.3456},
+      {&electrode, -9863.0, -9863.0},
+      {&electrode, 1e9, 39453.0},
+      {&counts, 0.0, 0.0},
+      {&counts, 255.0, 255.0},
+      {&counts, -1e9, -32768.0},
+      {&counts, NAN, 0.0},
+  };
+  for (const auto& [signal, value, expected] : cases)
+    EXPECT_NEAR(signal->ToPhysical(signal->ToDigital(value)), expected, signal->Step())
+        << signal->label << " " << value;
+  // A sixty-fourth of a converter count, and whole numbers in the header.
+  EXPECT_NEAR(electrode.Step(), 0.301 / 64, 1e-6);
+  EXPECT_EQ(electrode.physicalMaximum, std::round(electrode.physicalMaximum));
+}
+
+class Collected : public RecordSink {
+ public:
+  void WriteRecord(std::vector<int> digital) override { records.push_back(std::move(digital)); }
+  void Annotate(double onset, double duration, std::string text) override {
+    annotations.push_back({onset, duration, std::move(text)});
+  }
+  struct Annotation {
+    double onset;
+    double duration;
+    std::string text;
+  };
+  std::vector<std::vector<int>> records;
+  std::vector<Annotation> annotations;
+};
+
+TEST(Recording, KeepsTheTimeLineTrueAcrossGapsAndMarksTriggersAndTheEnd) {
+  Collected sink;
+  const Signal counts = CountSignal("x", "");
+  // Two signals, the second the trigger; records of 4 samples at 10 Hz.
+  Recording recording({counts, counts}, 10.0, 4, 1, sink);
+  recording.Add({1, 0});
+  recording.Add({2, 5});  // trigger onset at sample 1
+  recording.Add({3, 5});  // held: no new onset
+  recording.Fill(2, "BAD gap: 2 samples lost");
+  recording.Add({4, 0});
+  recording.Add({5, 7});  // onset at sample 6
+  recording.Finish();     // 7 samples: one padded
+
+  ASSERT_EQ(sink.records.size(), 2u);
+  const auto value = [&](int sample, int signal) {
+    return counts.ToPhysical(sink.records[sample / 4][signal * 4 + sample % 4]);
+  };
+  const double first[] = {1, 2, 3, 3, 3, 4, 5, 5};
+  for (int k = 0; k < 8; ++k) EXPECT_NEAR(value(k, 0), first[k], counts.Step()) << k;
+
+  ASSERT_EQ(sink.annotations.size(), 4u);
+  const std::vector<std::tuple<double, double, std::string>> expected = {
+      {0.1, -1.0, "TRG 5"},
+      {0.3, 0.2, "BAD gap: 2 samples lost"},
+      {0.6, -1.0, "TRG 7"},
+      {0.7, 0.1, "BAD end: 1 samples padded"}};
+  for (std::size_t i = 0; i < expected.size(); ++i) {
+    EXPECT_NEAR(sink.annotations[i].onset, std::get<0>(expected[i]), 1e-9) << i;
+    EXPECT_NEAR(sink.annotations[i].duration, std::get<1>(expected[i]), 1e-9) << i;
+    EXPECT_EQ(sink.annotations[i].text, std::get<2>(expected[i]));
+  }
+  EXPECT_EQ(recording.FilledSamples(), 2u);
+  EXPECT_EQ(recording.Triggers(), 2u);
+}
+
+}  // namespace
+}  // namespace QVT::Record

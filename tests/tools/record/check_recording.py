@@ -1,0 +1,127 @@
+"""qvt-record end to end against the virtual headset, read back with MNE.
+
+usage: check_recording.py MODE EMULATOR RECORDER
+  plain   10 s at 300 and at 600 Hz: samples, names, units, one trigger
+          annotation per pulse on the trigger channel's onset, events
+  drops   --drop 0.01: the gaps add up to exactly what the emulator dropped
+  outage  --outage 4:4 --reconnect: data before and after one BAD link lost
+  ending  SIGTERM, a full disk and a slow disk each leave a readable file
+"""
+import os
+import re
+import signal
+import subprocess
+import sys
+import tempfile
+import time
+
+import mne
+import numpy as np
+
+MODE, EMULATOR, RECORDER = sys.argv[1:4]
+WORK = tempfile.mkdtemp(prefix="qvt_record_")
+EEG = ["Fp1", "Fpz", "Fp2", "F7", "F3", "Fz", "F4", "F8", "Pz", "T3", "C3", "Cz", "C4", "T4", "M2", "T5",
+       "P3", "P4", "T6", "O1", "O2"]
+
+
+def record(name, emulator_args=(), recorder_args=(), seconds=10, **popen):
+    path = os.path.join(WORK, name)
+    command = [EMULATOR, *emulator_args, "--", RECORDER, "--seconds", str(seconds), *recorder_args, path]
+    return path, subprocess.run(command, capture_output=True, text=True, timeout=180, **popen)
+
+
+def read(path):
+    return mne.io.read_raw_bdf(path, preload=True, verbose="error")
+
+
+def described(raw, prefix):
+    return [a for a in raw.annotations if a["description"].startswith(prefix)]
+
+
+def check(condition, message, run=None):
+    if not condition:
+        sys.exit(message + ("" if run is None else "\nstdout:\n" + run.stdout + "\nstderr:\n" + run.stderr[-3000:]))
+
+
+def plain():
+    for rate in (300, 600):
+        path, run = record(f"plain_{rate}.bdf", ["--seed", "4", "--rate", str(rate)])
+        check(run.returncode == 0, f"qvt-record failed at {rate} Hz", run)
+        raw = read(path)
+        check(raw.info["sfreq"] == rate and raw.n_times == 10 * rate, f"{raw.n_times} samples at {rate} Hz")
+        check(raw.ch_names == EEG + ["X1", "X2", "TRG", "ACCX", "ACCY", "ACCZ"], str(raw.ch_names))
+        units = [ch["unit_mul"] for ch in raw.info["chs"]]
+        check(all(u == units[0] for u in units), "units")  # MNE scales every unit to volts or 1
+        eeg = raw.get_data(picks=EEG) * 1e6
+        check(1.0 < np.std(eeg) < 200.0, f"EEG of {np.std(eeg)} uV is no EEG")
+        # One annotation per pulse, where the trigger channel turns on.
+        trigger = raw.get_data(picks=["TRG"])[0]
+        rising = np.flatnonzero((trigger[1:] != 0) & (trigger[1:] != trigger[:-1])) + 1
+        onsets = [round(a["onset"] * rate) for a in described(raw, "TRG ")]
+        check(9 <= len(rising) <= 11 and onsets == list(rising), f"triggers at {onsets}, onsets {list(rising)}")
+        events, ids = mne.events_from_annotations(raw, regexp="^TRG", verbose="error")
+        check(list(events[:, 0] - raw.first_samp) == list(rising) and len(ids) >= 1, f"events {events}")
+
+
+def drops():
+    log = os.path.join(WORK, "drops.txt")
+    path, run = record("drops.bdf", ["--seed", "5", "--rate", "600", "--drop", "0.01", "--drop-log", log])
+    check(run.returncode == 0, "qvt-record failed", run)
+    raw = read(path)
+    check(raw.n_times == 6000, f"{raw.n_times} samples: the file's time is not the wall clock's")
+    lost = sum(int(re.search(r"BAD gap: (\d+) samples lost", a["description"]).group(1))
+               for a in described(raw, "BAD gap"))
+    dropped = [int(line) for line in open(log)]
+    # The stream's first few samples prime the library's buffers before the
+    # file begins; the file covers the positions from there on.
+    windows = [sum(1 for d in dropped if start <= d < start + raw.n_times) for start in range(0, 200)]
+    check(lost > 20 and lost in windows, f"{lost} samples lost in the file, emulator dropped {windows[:5]}...")
+    check(f"lost {lost} in" in run.stdout, "the summary does not count the lost samples", run)
+
+
+def outage():
+    path, run = record("outage.bdf", ["--seed", "6", "--outage", "4:4"], ["--reconnect"], seconds=12)
+    check(run.returncode == 0 and "Reconnected" in run.stdout, "no reconnection", run)
+    raw = read(path)
+    check(raw.n_times == 12 * 300, f"{raw.n_times} samples")
+    lost = described(raw, "BAD link lost")
+    check(len(lost) == 1 and 4.0 <= lost[0]["duration"] <= 9.0, f"link lost annotations {lost}", run)
+    check(not described(raw, "BAD gap"), "samples lost beside the outage", run)
+    start, end = lost[0]["onset"], lost[0]["onset"] + lost[0]["duration"]
+    check(start > 0.5 and end < 11.5, f"nothing before or after the outage {start}-{end}")
+    # Signal on both sides; flat inside.
+    o1 = raw.get_data(picks=["O1"])[0]
+    inside = o1[int(start * 300) + 1:int(end * 300) - 1]
+    check(np.std(o1[:int(start * 300)]) > 0 and np.std(o1[int(end * 300):]) > 0 and np.ptp(inside) == 0,
+          "data around the outage")
+
+
+def ending():
+    # SIGTERM half-way: the file is closed with what was recorded.
+    path = os.path.join(WORK, "term.bdf")
+    recorder = subprocess.Popen([EMULATOR, "--seed", "7", "--", RECORDER, path], stdout=subprocess.PIPE,
+                                stderr=subprocess.PIPE, text=True)
+    time.sleep(6)
+    # The emulator runs the recorder as its child; signal that one.
+    children = subprocess.run(["pgrep", "-P", str(recorder.pid)], capture_output=True, text=True).stdout.split()
+    check(len(children) == 1, f"recorder process not found: {children}")
+    os.kill(int(children[0]), signal.SIGTERM)
+    out, err = recorder.communicate(timeout=60)
+    check(recorder.returncode == 0 and "(interrupted)" in out, f"SIGTERM: {recorder.returncode}\n{out}\n{err}")
+    check(read(path).n_times >= 300, "nothing kept after SIGTERM")
+
+    # A full disk: a clear error, and no hang.
+    full = os.path.join(WORK, "full.bdf")
+    os.symlink("/dev/full", full)
+    _, run = record("full.bdf", ["--seed", "7"], seconds=3)
+    check(run.returncode == 1 and "No space left on device" in run.stderr, "full disk", run)
+
+    # A disk that takes 0.15 s per 0.1 s record at 600 Hz: nothing overflows,
+    # and everything still reaches the file.
+    path, run = record("slow.bdf", ["--seed", "7", "--rate", "600"], ["--slow-disk", "0.15"], seconds=5)
+    check(run.returncode == 0 and read(path).n_times == 3000, "slow disk", run)
+    check(not re.search(r"overflowed [1-9]", run.stdout), "the library's buffers overflowed", run)
+
+
+{"plain": plain, "drops": drops, "outage": outage, "ending": ending}[MODE]()
+print(MODE, "ok")

@@ -1,0 +1,37 @@
+// How a headset's montage is recorded: a signal per channel, scaled by what
+// the channel reads, and the montage rebuilt on a new connection.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "Signal.h"
+#include "qvt/qvt.h"
+
+namespace QVT::Record {
+
+// What one channel of the montage records as.
+struct ChannelPlan {
+  std::string specification;  // to rebuild the montage after a reconnection
+  Signal signal;
+  bool trigger = false;
+};
+
+// Electrode channels in µV by their first source's gain, the trigger, and
+// every other channel in counts. Throws QVT::Tools::RuntimeError.
+std::vector<ChannelPlan> PlanChannels(QVT_Headset* headset);
+
+// The channels read from a connected headset: the montage, then the
+// headset's time stamp of each sample ("SND") and its clock's lag behind
+// the computer's ("RCV"), which are read but not recorded.
+struct Channels {
+  std::vector<QVT_Channel*> recorded;
+  QVT_Channel* sampleTime = nullptr;
+  QVT_Channel* clockLag = nullptr;
+};
+
+// Gives the headset the montage of the plan (a new connection starts from
+// the factory one) plus the two clocks. Throws QVT::Tools::RuntimeError.
+Channels PrepareMontage(QVT_Headset* headset, const std::vector<ChannelPlan>& plan);
+
+}  // namespace QVT::Record

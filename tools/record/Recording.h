@@ -1,0 +1,65 @@
+// Samples become data records and events become annotations, on a time line
+// that stays true: sample k of the file lies k / rate after its start, so
+// samples that never arrived are filled in (flat, the last values) and
+// marked as bad.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "Signal.h"
+
+namespace QVT::Record {
+
+// Where records and annotations go (the writer, or a test's stand-in).
+class RecordSink {
+ public:
+  virtual ~RecordSink() = default;
+  virtual void WriteRecord(std::vector<int> digital) = 0;
+  virtual void Annotate(double onset, double duration, std::string text) = 0;
+};
+
+class Recording {
+ public:
+  // triggerSignal: the index of the trigger signal, or negative for none.
+  Recording(std::vector<Signal> signals, double rate, int recordSamples, int triggerSignal, RecordSink& sink);
+
+  // One sample, a value per signal. A trigger value that changes to
+  // anything but 0 is annotated "TRG <value>" at this sample.
+  void Add(const std::vector<double>& values);
+  // n samples that never arrived, filled with the last values and annotated
+  // with `why` over their span.
+  void Fill(std::uint64_t n, const std::string& why);
+  // An event now (at the next sample) or at a given time, with no duration.
+  void Annotate(const std::string& text);
+  void AnnotateAt(double seconds, const std::string& text);
+
+  // Completes the last record with the last values, marked as bad, so that
+  // nothing delivered is left out.
+  void Finish();
+
+  std::uint64_t Samples() const { return samples; }
+  double Seconds() const { return static_cast<double>(samples) / rate; }
+  std::uint64_t FilledSamples() const { return filled; }
+  unsigned Triggers() const { return triggers; }
+
+ private:
+  void Put(const std::vector<int>& digital);
+
+  std::vector<Signal> signals;
+  double rate;
+  int recordSamples;
+  int triggerSignal;
+  RecordSink& sink;
+
+  std::vector<int> record;  // signal-major, recordSamples per signal
+  int inRecord = 0;
+  std::vector<int> last;  // the latest sample, digital
+  double lastTrigger = 0.0;
+  std::uint64_t samples = 0;
+  std::uint64_t filled = 0;
+  unsigned triggers = 0;
+};
+
+}  // namespace QVT::Record

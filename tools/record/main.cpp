@@ -1,0 +1,304 @@
+// qvt-record: records a headset to a BDF+ file, with triggers, lost
+// samples, alarms, impedances and link losses as annotations; optionally
+// reconnects when the link is lost and goes on in the same file.
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "BatchLoop.h"
+#include "HeadsetReport.h"
+#include "Interrupt.h"
+#include "LibraryCalls.h"
+#include "MessageLog.h"
+#include "MontagePlan.h"
+#include "RecordOptions.h"
+#include "RecordWriter.h"
+#include "Recording.h"
+#include "SampleTimeline.h"
+#include "qvt/qvt.h"
+
+namespace {
+
+using namespace QVT::Record;
+using namespace QVT::Tools;
+using Clock = std::chrono::steady_clock;
+
+constexpr int kRuntimeFailure = 1;
+constexpr int kUsageFailure = 2;
+constexpr double kReconnectSeconds = 2.0;
+constexpr double kWatchdogSeconds = 1.0;
+constexpr double kUnknownLag = -1.0;
+
+double SecondsSince(Clock::time_point start) {
+  return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+std::string Format(const char* format, double value) {
+  char text[64];
+  std::snprintf(text, sizeof text, format, value);
+  return text;
+}
+
+std::string Equipment(QVT_Headset* headset) {
+  const std::string text = Copy(QVT_Headset_GetHardwareModel(headset)) + " " +
+                           Copy(QVT_Headset_GetHardwareRevision(headset)) + " SN" +
+                           std::to_string(QVT_Headset_GetSerialNumber(headset)) + " FW" +
+                           Copy(QVT_Headset_GetFirmwareRevision(headset));
+  ThrowIfFailed("cannot read the headset's identity");
+  return text;
+}
+
+class FileSink : public RecordSink {
+ public:
+  explicit FileSink(RecordWriter& target) : writer(target) {}
+  void WriteRecord(std::vector<int> digital) override { writer.WriteRecord(std::move(digital)); }
+  void Annotate(double onset, double duration, std::string text) override {
+    writer.Annotate(onset, duration, std::move(text));
+  }
+
+ private:
+  RecordWriter& writer;
+};
+
+// One recording from start to end, over as many connections as it takes.
+class Session {
+ public:
+  Session(const RecordOptions& recordOptions, std::string devicePort, HeadsetHandle connected)
+      : options(recordOptions), port(std::move(devicePort)), headset(std::move(connected)) {}
+
+  int Run();
+
+ private:
+  void OpenFile(const std::vector<ElectrodeImpedance>& impedances);
+  // Takes one sample's values from the channels; false when done.
+  bool TakeSamples(unsigned n);
+  void Drain();
+  void TakeAlarms();
+  bool Done() const;
+  bool Reconnect();
+  void PrintSummary(const std::string& ending);
+
+  const RecordOptions& options;
+  const std::string port;
+  HeadsetHandle headset;
+  double rate = 0.0;
+  int recordSamples = 0;
+  double recordSeconds = 0.0;
+  std::vector<ChannelPlan> plan;
+  Channels channels;
+  std::unique_ptr<RecordWriter> writer;
+  std::unique_ptr<FileSink> sink;
+  std::unique_ptr<Recording> recording;
+  std::unique_ptr<SampleTimeline> timeline;
+  ProgressDisplay display{stdout, isatty(STDOUT_FILENO) == 1};
+  Progress progress;
+  Clock::time_point started;
+  bool headerWritten = false;
+  bool outage = false;  // the next gap is the link's
+  unsigned outages = 0;
+  std::vector<std::string> alarmTexts;  // of this connection
+  std::vector<Alarm> alarms;            // of connections gone
+  std::vector<double> values;
+};
+
+void Session::OpenFile(const std::vector<ElectrodeImpedance>& impedances) {
+  rate = QVT_Headset_GetSamplingRate(headset.get());
+  ThrowIfFailed("cannot read the sampling rate");
+  // Records of a tenth of a second lose little when the program is killed;
+  // rates that do not divide into them get records of a second.
+  recordSeconds = std::fmod(rate, 10.0) == 0.0 ? 0.1 : 1.0;
+  if (!(rate > 0.0) || std::fmod(rate * recordSeconds, 1.0) != 0.0)
+    throw RuntimeError("cannot record at " + Format("%g", rate) + " samples per second");
+  recordSamples = static_cast<int>(rate * recordSeconds);
+  plan = PlanChannels(headset.get());
+  std::vector<Signal> signals;
+  int trigger = -1;
+  for (const ChannelPlan& entry : plan) {
+    if (entry.trigger && trigger < 0) trigger = static_cast<int>(signals.size());
+    signals.push_back(entry.signal);
+  }
+  writer = std::make_unique<RecordWriter>(options.file, signals, recordSamples, recordSeconds,
+                                          options.slowDiskSeconds);
+  sink = std::make_unique<FileSink>(*writer);
+  recording = std::make_unique<Recording>(signals, rate, recordSamples, trigger, *sink);
+  timeline = std::make_unique<SampleTimeline>(rate);
+  for (const ElectrodeImpedance& electrode : impedances)
+    if (!electrode.reference && electrode.kOhm >= 0.0)
+      recording->AnnotateAt(0.0, "Z " + electrode.name + " " + Format("%.1f", electrode.kOhm) + " kOhm");
+  values.resize(plan.size());
+}
+
+bool Session::Done() const {
+  return Interrupted() || !writer->Failure().empty() ||
+         (options.seconds > 0.0 && recording->Seconds() >= options.seconds);
+}
+
+bool Session::TakeSamples(unsigned n) {
+  QVT_Headset* h = headset.get();
+  const double wall = SecondsSince(started);
+  for (unsigned i = 0; i < n; ++i) {
+    for (std::size_t c = 0; c < channels.recorded.size(); ++c)
+      values[c] = QVT_Channel_ReadBuffered(channels.recorded[c]);
+    const double stamp = QVT_Channel_ReadBuffered(channels.sampleTime);
+    const double lag = QVT_Channel_ReadBuffered(channels.clockLag);
+    if (!headerWritten) {
+      // The first sample was taken about as long ago as the samples
+      // behind it in the buffers last.
+      const double behind = (n - i + static_cast<double>(QVT_Headset_GetNumberOfBufferedSamples(h))) / rate +
+                            (lag != kUnknownLag ? lag : 0.0);
+      writer->SetHeader(
+          {Equipment(h), options.subject,
+           std::chrono::system_clock::now() - std::chrono::duration_cast<std::chrono::system_clock::duration>(
+                                                  std::chrono::duration<double>(behind))});
+      headerWritten = true;
+    }
+    const std::uint64_t missing = timeline->Next(stamp, wall);
+    if (missing > 0)
+      recording->Fill(missing,
+                      outage ? "BAD link lost" : "BAD gap: " + std::to_string(missing) + " samples lost");
+    outage = false;
+    // The samples behind the last one asked for are not part of the recording.
+    if (options.seconds <= 0.0 || recording->Seconds() < options.seconds) recording->Add(values);
+  }
+  TakeAlarms();
+  progress.lostSamples = timeline->LostSamples();
+  progress.gaps = timeline->Gaps();
+  progress.fileBytes = writer->Bytes();
+  return !Done();
+}
+
+void Session::TakeAlarms() {
+  for (std::string& text : TakeAlarmTexts()) {
+    recording->Annotate("ALARM " + text);
+    alarmTexts.push_back(std::move(text));
+  }
+}
+
+// What is still buffered once acquisition has stopped belongs in the file.
+void Session::Drain() {
+  unsigned long buffered = QVT_Channel_GetNumberOfBufferedSamples(channels.sampleTime);
+  for (QVT_Channel* channel : channels.recorded)
+    buffered = std::min(buffered, QVT_Channel_GetNumberOfBufferedSamples(channel));
+  ThrowIfFailed("cannot read the buffers");
+  if (buffered > 0) TakeSamples(static_cast<unsigned>(buffered));
+}
+
+bool Session::Reconnect() {
+  std::printf("Link lost at %.1f s of signal; reconnecting every %g s\n", recording->Seconds(),
+              kReconnectSeconds);
+  std::fflush(stdout);
+  for (const Alarm& alarm : QVT::Tools::TakeAlarms(headset.get(), alarmTexts)) alarms.push_back(alarm);
+  alarmTexts.clear();
+  headset.reset();
+  // Reconnection goes on while the recording would have: its time is the
+  // wall clock's now.
+  while (!Interrupted() && (options.seconds <= 0.0 || SecondsSince(started) < options.seconds)) {
+    const auto attempt = Clock::now();
+    try {
+      HeadsetHandle next = Connect(port, options.verbosity);
+      QVT_Headset_SetWatchdogInterval(next.get(), kWatchdogSeconds);
+      channels = PrepareMontage(next.get(), plan);
+      headset = std::move(next);
+      outage = true;
+      ++outages;
+      std::printf("Reconnected after %.1f s\n", SecondsSince(attempt));
+      std::fflush(stdout);
+      return true;
+    } catch (const RuntimeError& error) {
+      std::fprintf(stderr, "qvt-record: %s\n", error.what());
+    }
+    while (!Interrupted() && SecondsSince(attempt) < kReconnectSeconds) QVT_Sleep(0.05);
+  }
+  return false;
+}
+
+void Session::PrintSummary(const std::string& ending) {
+  if (headset)
+    for (const Alarm& alarm : QVT::Tools::TakeAlarms(headset.get(), alarmTexts)) alarms.push_back(alarm);
+  std::printf("\n%s: %.1f s of signal (%llu samples), %llu lost in %u gaps, %u link losses%s\n%s",
+              options.file.c_str(), recording->Seconds(),
+              static_cast<unsigned long long>(recording->Samples()),
+              static_cast<unsigned long long>(timeline->LostSamples()), timeline->Gaps(), outages,
+              ending.c_str(), FormatAlarms(alarms, 16).c_str());
+}
+
+int Session::Run() {
+  QVT_Headset_SetWatchdogInterval(headset.get(), kWatchdogSeconds);
+  PrintIdentity(headset.get(), stdout);
+  std::vector<ElectrodeImpedance> impedances;
+  if (options.impedanceSeconds > 0.0) {
+    std::printf("\nMeasuring impedances for %g s\n", options.impedanceSeconds);
+    std::fflush(stdout);
+    impedances = MeasureImpedances(headset.get(), options.impedanceSeconds, display);
+    for (const ElectrodeImpedance& electrode : impedances)
+      if (!electrode.reference) std::printf("Z %-6s %6.1f kOhm\n", electrode.name.c_str(), electrode.kOhm);
+  }
+  OpenFile(impedances);
+  channels = PrepareMontage(headset.get(), plan);
+  std::printf("\nRecording to %s%s (Ctrl-C stops)\n", options.file.c_str(),
+              options.seconds > 0.0 ? (" for " + Format("%g", options.seconds) + " s").c_str() : "");
+  std::fflush(stdout);
+
+  started = Clock::now();
+  std::string ending;
+  std::string failure;
+  while (!Done()) {
+    try {
+      RunBatches(
+          headset.get(), 1e9, [this](unsigned n) { return TakeSamples(n); }, display, progress);
+      Drain();
+      break;
+    } catch (const LinkLostError& error) {
+      Drain();
+      if (!options.reconnect || !Reconnect()) {
+        recording->Annotate("BAD link lost");
+        if (!options.reconnect) failure = error.what();
+        break;
+      }
+    }
+  }
+  if (Interrupted()) ending = " (interrupted)";
+  recording->Finish();
+  try {
+    writer->Close();
+  } catch (const std::exception& error) {
+    failure = error.what();
+  }
+  PrintSummary(ending);
+  if (!failure.empty()) throw RuntimeError(failure);
+  return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  try {
+    const RecordOptions options = ParseRecordOptions(std::vector<std::string>(argv + 1, argv + argc));
+    if (options.help) {
+      std::printf("%s", RecordUsageText().c_str());
+      return 0;
+    }
+    if (options.version) {
+      std::printf("qvt-record %s (library %s)\n", QVT_RECORD_VERSION, QVT_GetAPIVersion());
+      return 0;
+    }
+    const std::string port = ResolvePort(options.port);
+    if (port.empty()) throw RecordUsageError("no headset port: give --port or set QVTSerialPort");
+    InstallInterruptHandler();
+    HeadsetHandle headset = Connect(port, options.verbosity);
+    return Session(options, port, std::move(headset)).Run();
+  } catch (const RecordUsageError& error) {
+    std::fprintf(stderr, "qvt-record: %s (see --help)\n", error.what());
+    return kUsageFailure;
+  } catch (const std::exception& error) {
+    std::fflush(stdout);
+    std::fprintf(stderr, "qvt-record: %s\n", error.what());
+    return kRuntimeFailure;
+  }
+}
