@@ -36,6 +36,12 @@ bench: build
 	@for mode in background batches; do \
 		build/bin/qvt-emulator --rate 600 -- build/bin/streaming_cpu_share $$mode 15 2>/dev/null | tail -n 1; \
 	done
+	@echo "== recording at 600 Hz from the virtual headset: CPU share of qvt-record, and of qvt-stream for comparison (20 s each)"
+	@for tool in "qvt-record --seconds 20 build/bench-recording.bdf" "qvt-stream --seconds 20"; do \
+		build/bin/qvt-emulator --rate 600 -- bash -c "TIMEFORMAT='%U %S %R'; time build/bin/$$tool >/dev/null 2>&1" 2>&1 | \
+			awk -v tool="$${tool%% *}" '{ printf "%s: %.2f %% of a core (user %s s, system %s s, %s s)\n", tool, 100 * ($$1 + $$2) / $$3, $$1, $$2, $$3 }'; \
+	done
+	@rm -f build/bench-recording.bdf
 	@echo "== latency on a pseudo-terminal (10 s each)"
 	@LD_PRELOAD=$(CURDIR)/build/lib/libqvtptymodem.so build/bin/streaming_latency 10
 

@@ -38,6 +38,14 @@ def described(raw, prefix):
     return [a for a in raw.annotations if a["description"].startswith(prefix)]
 
 
+def parent_of(pid):
+    try:
+        with open(f"/proc/{pid}/stat") as stat:
+            return int(stat.read().rsplit(")", 1)[1].split()[1])
+    except (OSError, IndexError, ValueError):
+        return None
+
+
 def check(condition, message, run=None):
     if not condition:
         sys.exit(message + ("" if run is None else "\nstdout:\n" + run.stdout + "\nstderr:\n" + run.stderr[-3000:]))
@@ -103,7 +111,7 @@ def ending():
                                 stderr=subprocess.PIPE, text=True)
     time.sleep(6)
     # The emulator runs the recorder as its child; signal that one.
-    children = subprocess.run(["pgrep", "-P", str(recorder.pid)], capture_output=True, text=True).stdout.split()
+    children = [pid for pid in os.listdir("/proc") if pid.isdigit() and parent_of(pid) == recorder.pid]
     check(len(children) == 1, f"recorder process not found: {children}")
     os.kill(int(children[0]), signal.SIGTERM)
     out, err = recorder.communicate(timeout=60)
