@@ -69,6 +69,12 @@ def plain():
         check(9 <= len(rising) <= 11 and onsets == list(rising), f"triggers at {onsets}, onsets {list(rising)}")
         events, ids = mne.events_from_annotations(raw, regexp="^TRG", verbose="error")
         check(list(events[:, 0] - raw.first_samp) == list(rising) and len(ids) >= 1, f"events {events}")
+    # The quick look at a recording.
+    picture = os.path.join(WORK, "look.png")
+    run = subprocess.run([sys.executable, "-m", "qvt.plot", path, "-o", picture], capture_output=True, text=True,
+                         timeout=120)
+    with open(picture, "rb") as png:
+        check(run.returncode == 0 and png.read(8) == b"\x89PNG\r\n\x1a\n", "qvt.plot of a recording", run)
 
 
 def drops():
