@@ -16,19 +16,19 @@ demo: build
 	build/bin/qvt-emulator -- build/bin/qvt-stream --seconds 10
 
 test: build
-	ctest --test-dir build --output-on-failure -j $(JOBS)
+	ctest --test-dir build --output-on-failure -j $(JOBS) -LE soak
 
 asan:
 	cmake -S . -B build-asan -G Ninja -DCMAKE_BUILD_TYPE=Debug -DQVT_SANITIZE=address $(CMAKE_FLAGS)
 	cmake --build build-asan -j $(JOBS)
 	ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
-		ctest --test-dir build-asan --output-on-failure -j $(JOBS)
+		ctest --test-dir build-asan --output-on-failure -j $(JOBS) -LE soak
 
 tsan:
 	cmake -S . -B build-tsan -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DQVT_SANITIZE=thread $(CMAKE_FLAGS)
 	cmake --build build-tsan -j $(JOBS)
 	TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 \
-		ctest --test-dir build-tsan --output-on-failure -j $(JOBS)
+		ctest --test-dir build-tsan --output-on-failure -j $(JOBS) -LE soak
 
 bench: build
 	@for b in build/bin/*_bench; do echo "== $$b"; $$b --benchmark_min_time=0.5; done

@@ -93,6 +93,10 @@ TEST_F(AcquisitionCallbacks, ChangingCallbacksWhileTheyAreDeliveredIsSafe) {
   h->verbosity = 5;  // a message for every packet
   constexpr unsigned long kPackets = 2000;
   for (unsigned long n = 0; n < kPackets; n += 8) FeedData(8);
+  // Set before the thread starts: on a busy machine it may take every
+  // packet before the loop below first runs.
+  h->messageCallback.Set(CountMessage);
+  h->sampleCallback.Set(CheckSamplePair, &gSampleData);
   Start();
   const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
   for (int round = 0; h->Buffered() < kPackets && std::chrono::steady_clock::now() < end; ++round) {
@@ -112,7 +116,7 @@ TEST_F(AcquisitionCallbacks, ChangingCallbacksWhileTheyAreDeliveredIsSafe) {
   const int delivered = gMessages;
   const int samples = gSamples;
   FeedData(4);
-  ASSERT_TRUE(WaitUntil([&] { return gSamples >= samples + 4; }, 2.0));
+  ASSERT_TRUE(WaitUntil([&] { return gSamples >= samples + 4; }, 10.0));
   EXPECT_EQ(gMessages.load(), delivered);
 }
 

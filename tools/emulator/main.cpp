@@ -51,8 +51,8 @@ testing::PeerProfile Profile(const EmulatorOptions& options, std::shared_ptr<con
   profile.faults.slow = options.slow;
   profile.faults.seed = options.seed;
   if (dropLog != nullptr)
-    profile.faults.onDropped = [dropLog](std::uint64_t position) {
-      std::fprintf(dropLog, "%llu\n", static_cast<unsigned long long>(position));
+    profile.faults.onDropped = [dropLog](std::uint64_t position, bool garbled) {
+      std::fprintf(dropLog, "%llu%s\n", static_cast<unsigned long long>(position), garbled ? " garbled" : "");
       std::fflush(dropLog);
     };
   return profile;

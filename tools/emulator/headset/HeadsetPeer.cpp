@@ -159,18 +159,24 @@ bool HeadsetPeer::Silenced() const {
   return false;
 }
 
-void HeadsetPeer::Garble(std::string& bytes) {
-  if (profile_.faults.corruptRate <= 0.0) return;
+bool HeadsetPeer::Garble(std::string& bytes) {
+  if (profile_.faults.corruptRate <= 0.0) return false;
   std::bernoulli_distribution garbled(profile_.faults.corruptRate);
   std::uniform_int_distribution<int> mask(1, 255);
+  bool any = false;
   for (char& c : bytes)
-    if (garbled(garbleRandom_)) c = static_cast<char>(c ^ mask(garbleRandom_));
+    if (garbled(garbleRandom_)) {
+      c = static_cast<char>(c ^ mask(garbleRandom_));
+      any = true;
+    }
+  return any;
 }
 
 bool HeadsetPeer::Write(std::string_view original) {
+  lastWriteGarbled_ = false;
   if (Silenced()) return true;  // gone quiet: the bytes vanish
   std::string garbled(original);
-  Garble(garbled);
+  lastWriteGarbled_ = Garble(garbled);
   const std::string_view bytes = garbled;
   // The line is non-blocking: a library that stops reading must not leave
   // the peer stuck in a write that Stop could never end.
@@ -232,7 +238,7 @@ void HeadsetPeer::Stream() {
       const std::uint8_t counter = packetCounter_++;
       if (profile_.faults.dropRate > 0.0 &&
           std::bernoulli_distribution(profile_.faults.dropRate)(dropRandom_)) {
-        if (profile_.faults.onDropped) profile_.faults.onDropped(streamPackets_ + i);
+        if (profile_.faults.onDropped && !Silenced()) profile_.faults.onDropped(streamPackets_ + i, false);
         continue;  // lost on the way; its counter is skipped
       }
       const std::string body =
@@ -249,11 +255,13 @@ void HeadsetPeer::Stream() {
     pollfd room{fd_, POLLOUT, 0};
     if (poll(&room, 1, 0) <= 0 || !(room.revents & POLLOUT)) {  // dropped
       if (profile_.faults.onDropped)
-        for (const std::uint64_t position : carried) profile_.faults.onDropped(position);
+        for (const std::uint64_t position : carried) profile_.faults.onDropped(position, false);
       continue;
     }
     std::lock_guard<std::mutex> lock(writeLock_);
     Write(NextBlock(packets, firstTicks));
+    if (lastWriteGarbled_ && profile_.faults.onDropped)
+      for (const std::uint64_t position : carried) profile_.faults.onDropped(position, true);
     if (profile_.faults.garbageRate > 0.0 &&
         std::bernoulli_distribution(profile_.faults.garbageRate)(garbageRandom_))
       Write(NextBlock(GarbagePackets(garbageRandom_, firstTicks, profile_.samplingRate), firstTicks));

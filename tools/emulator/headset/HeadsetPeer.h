@@ -68,9 +68,10 @@ struct PeerFaults {
   bool slow = false;         // a narrow link, and replies that take a while
   std::uint64_t seed = 1;
   // Told of every data packet that never went out, by its position in its
-  // stream (counting from 0 each time streaming starts); called on the
-  // peer's thread.
-  std::function<void(std::uint64_t position)> onDropped;
+  // stream (counting from 0 each time streaming starts), and of every one
+  // that went out in a garbled block (garbled true), which a client cannot
+  // take either; not of those lost to silence. Called on the peer's thread.
+  std::function<void(std::uint64_t position, bool garbled)> onDropped;
 };
 
 // The headset the peer plays.
@@ -161,7 +162,8 @@ class HeadsetPeer {
   void AnnounceConnection();
   // The faults of the profile applied to bytes about to go out.
   bool Silenced() const;
-  void Garble(std::string& bytes);
+  // True when a byte was changed.
+  bool Garble(std::string& bytes);
   // Ticks (1/1800 s) since the peer began.
   std::uint32_t TicksNow() const;
   WireClock ClockNow() const;
@@ -199,6 +201,7 @@ class HeadsetPeer {
   std::mutex writeLock_;  // one block at a time on the line
   std::uint16_t nextBlock_ = 0;
   std::mt19937_64 garbleRandom_;
+  bool lastWriteGarbled_ = false;
   std::mt19937_64 garbageRandom_;
 
   std::atomic<bool> streaming_{false};

@@ -1,0 +1,117 @@
+"""A long recording through a poor link: qvt-record --reconnect against
+`qvt-emulator --rate 600 --corrupt 1e-4 --drop 1e-3` with silent spells,
+its memory and descriptors watched from outside, the file read back with MNE.
+
+usage: soak_under_faults.py EMULATOR RECORDER [MINUTES]
+
+Passes when, after the first two minutes, the recorder's resident memory
+grows by less than 1 MB beyond what the file's annotations take (EDFlib
+keeps them in memory until the file is closed, about 64 bytes each) and its
+open descriptors do not grow; the library
+never overflows; every spell longer than the watchdog interval costs exactly
+one link loss and no shorter one costs any; and every packet the emulator
+dropped or garbled is among the samples the file marks as lost. A garbled
+block costs the library that block and, while it finds the next block's
+start, usually the next one too, so the file may mark up to one more block
+per garbled one.
+"""
+import os
+import re
+import subprocess
+import sys
+import tempfile
+import time
+
+import mne
+
+EMULATOR, RECORDER = sys.argv[1:3]
+MINUTES = float(sys.argv[3]) if len(sys.argv) > 3 else 30.0
+SECONDS = MINUTES * 60
+WORK = tempfile.mkdtemp(prefix="qvt_soak_")
+# Long spells every ten minutes from the third, short ones (under the
+# watchdog's second) in between.
+LONG = [(start, 6.0) for start in range(180, int(SECONDS) - 60, 600)]
+SHORT = [(start, 0.4) for start in range(480, int(SECONDS) - 60, 600)]
+
+
+def parent_of(pid):
+    try:
+        with open(f"/proc/{pid}/stat") as stat:
+            return int(stat.read().rsplit(")", 1)[1].split()[1])
+    except (OSError, IndexError, ValueError):
+        return None
+
+
+def watch(pid):
+    with open(f"/proc/{pid}/status") as status:
+        rss = int(re.search(r"VmRSS:\s+(\d+) kB", status.read()).group(1))
+    return rss, len(os.listdir(f"/proc/{pid}/fd"))
+
+
+def main():
+    path = os.path.join(WORK, "soak.bdf")
+    log = os.path.join(WORK, "drops.txt")
+    spells = [item for start, length in LONG + SHORT for item in ("--outage", f"{start}:{length}")]
+    command = [EMULATOR, "--rate", "600", "--seed", "9", "--corrupt", "1e-4", "--drop", "1e-3", "--drop-log", log,
+               *spells, "--", RECORDER, "--reconnect", "--seconds", str(int(SECONDS)), path]
+    out = open(os.path.join(WORK, "stdout.txt"), "w+")
+    err = open(os.path.join(WORK, "stderr.txt"), "w+")
+    emulator = subprocess.Popen(command, stdout=out, stderr=err)
+    samples = []  # (seconds, rss kB, descriptors)
+    start = time.monotonic()
+    recorder = None
+    while emulator.poll() is None:
+        time.sleep(10)
+        if recorder is None:
+            children = [p for p in os.listdir("/proc") if p.isdigit() and parent_of(p) == emulator.pid]
+            recorder = children[0] if children else None
+        try:
+            if recorder is not None:
+                samples.append((time.monotonic() - start, *watch(recorder)))
+        except (OSError, AttributeError):
+            pass
+    out.seek(0)
+    stdout = out.read()
+    failures = []
+    if emulator.returncode != 0:
+        failures.append(f"exit status {emulator.returncode}")
+
+    settled = [s for s in samples if s[0] >= 120]
+    rss_growth = settled[-1][1] - settled[0][1] if settled else 0
+    fds = {s[2] for s in settled}
+    raw = mne.io.read_raw_bdf(path, preload=False, verbose="error")
+    if rss_growth >= 1024 + len(raw.annotations) * 64 / 1024:
+        failures.append(f"memory grew by {rss_growth} kB after warm-up, {len(raw.annotations)} annotations")
+    if len(fds) > 1 and max(fds) > min(fds):
+        # Reconnections open and close the port; at rest the count is one.
+        if settled[-1][2] > settled[0][2]:
+            failures.append(f"descriptors grew from {settled[0][2]} to {settled[-1][2]}")
+    overflowed = [int(n) for n in re.findall(r"overflowed (\d+)", stdout)]
+    if any(overflowed):
+        failures.append(f"the library's buffers overflowed: {max(overflowed)}")
+
+    link_lost = [a for a in raw.annotations if a["description"] == "BAD link lost"]
+    gaps = sum(int(re.search(r"(\d+) samples", a["description"]).group(1))
+               for a in raw.annotations if a["description"].startswith("BAD gap"))
+    with open(log) as logged:
+        lines = [line for line in logged.read().split("\n") if line.strip()]
+    garbled = sum(1 for line in lines if line.endswith("garbled"))
+    dropped = len(lines) - garbled
+    if len(link_lost) != len(LONG):
+        failures.append(f"{len(link_lost)} link losses for {len(LONG)} long spells")
+
+    print(f"{MINUTES:g} min at 600 Hz: {raw.n_times} samples ({raw.n_times / 600:.0f} s), "
+          f"memory {settled[0][1] if settled else 0} kB after two minutes, {settled[-1][1] if settled else 0} kB "
+          f"at the end, descriptors {sorted(fds)}, overflowed {max(overflowed or [0])}, "
+          f"{len(link_lost)} link losses for {len(LONG)} long and {len(SHORT)} short spells, "
+          f"{gaps} samples marked lost in gaps; the emulator dropped {dropped} and garbled {garbled}")
+    if not dropped + garbled <= gaps <= dropped + 2 * garbled:
+        failures.append(f"gaps {gaps} outside [{dropped + garbled}, {dropped + 2 * garbled}]")
+    with open(os.path.join(WORK, "memory.txt"), "w") as memory:
+        memory.writelines(f"{t:.0f} {rss} {fds}\n" for t, rss, fds in samples)
+    if failures:
+        err.seek(0)
+        sys.exit("\n".join(failures) + "\n" + stdout[-2000:] + err.read()[-2000:])
+
+
+main()
