@@ -158,7 +158,12 @@ bool Session::TakeSamples(unsigned n) {
                                                   std::chrono::duration<double>(behind))});
       headerWritten = true;
     }
-    const std::uint64_t missing = timeline->Next(stamp, wall);
+    std::uint64_t missing = timeline->Next(stamp, wall);
+    // A gap at the very end fills only what the recording still lacks.
+    if (options.seconds > 0.0)
+      missing = std::min<std::uint64_t>(
+          missing, static_cast<std::uint64_t>(
+                       std::max(0.0, std::ceil((options.seconds - recording->Seconds()) * rate))));
     if (missing > 0)
       recording->Fill(missing,
                       outage ? "BAD link lost" : "BAD gap: " + std::to_string(missing) + " samples lost");
