@@ -216,11 +216,7 @@ double Headset::WaitForBatch() {
 // stage is a view of the montage, so its channels are flushed as its outputs.
 void Headset::FlushBuffers() {
   for (Source* source : montageSources) {
-    source->eegInPhase.Flush();
-    source->eegQuadrature.Flush();
-    source->cmfInPhase.Flush();
-    source->cmfQuadrature.Flush();
-    source->plainSignal.Flush();
+    source->averages.Flush();
   }
   for (const auto& stage : cascade)
     for (Channel* channel : stage->channels)
@@ -258,11 +254,7 @@ void Headset::ReallocateBuffers(double channelSeconds, double averagingSeconds) 
   impedanceSeconds = averagingSeconds;
   const unsigned long averagingLength = ImpedanceAveragingLength();
   for (const auto& source : sources) {
-    source->eegInPhase.Allocate(averagingLength);
-    source->eegQuadrature.Allocate(averagingLength);
-    source->cmfInPhase.Allocate(averagingLength);
-    source->cmfQuadrature.Allocate(averagingLength);
-    source->plainSignal.Allocate(averagingLength);
+    source->averages.Allocate(averagingLength);
   }
   for (const auto& channel : montage) channel->buffer.Allocate(MontageBufferLength());
 }

@@ -80,11 +80,6 @@ void RingBuffer::Write(double v) {
   writing.store(false, std::memory_order_release);
 }
 
-void RingBuffer::WriteUnshared(double v) {
-  if (capacity == 0 || !data) return;
-  Store(v);
-}
-
 void RingBuffer::Store(double v) {
   // Inside the lock its flags already order everything against Read, so the
   // fields need only be atomic for the unlocked accessors.

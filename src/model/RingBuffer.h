@@ -34,11 +34,6 @@ class RingBuffer {
   // Overwrites the oldest unread value when full, counting it as overflow.
   // Does nothing on an unallocated buffer.
   void Write(double v);
-  // The same without the two-party lock, for a buffer that no other thread
-  // calls Read on while it is written: the moving averages of a source,
-  // which the thread that writes them also sums. Unlocked readers (Count,
-  // Sum, LookBack) stay safe.
-  void WriteUnshared(double v);
 
   // The oldest unread value; throws when there is none.
   double Read();

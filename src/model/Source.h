@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "model/RingBuffer.h"
+#include "model/MovingAverages.h"
 #include "model/SourceID.h"
 
 namespace QVT {
@@ -53,11 +53,7 @@ class Source {
   double impedanceCMF = -1.0;
   double dcOffset = 0.0;
 
-  RingBuffer eegInPhase;
-  RingBuffer eegQuadrature;
-  RingBuffer cmfInPhase;
-  RingBuffer cmfQuadrature;
-  RingBuffer plainSignal;
+  MovingAverages averages;
 };
 
 }  // namespace QVT

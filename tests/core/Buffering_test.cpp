@@ -48,14 +48,14 @@ class HeadsetBuffering : public ::testing::Test {
 
 TEST_F(HeadsetBuffering, BuffersAreSizedFromTheSamplingRate) {
   EXPECT_EQ(h->montage[0]->buffer.Capacity(), 3000u);
-  EXPECT_EQ(h->sources[0]->plainSignal.Capacity(), 300u);
+  EXPECT_EQ(h->sources[0]->averages.Capacity(), 300u);
   h->AddChannelToMontage("Fp1", false);
   EXPECT_EQ(h->montage.back()->buffer.Capacity(), 3000u);
 
   h->samplingRate = -1.0;
   h->ReallocateBuffers(10.0, 0.5);
   EXPECT_EQ(h->montage[0]->buffer.Capacity(), 1u);
-  EXPECT_EQ(h->sources[0]->eegInPhase.Capacity(), 0u);
+  EXPECT_EQ(h->sources[0]->averages.Capacity(), 0u);
 
   // The durations are kept, not the lengths: what is built after a rate
   // change is sized for the new rate.
@@ -63,7 +63,7 @@ TEST_F(HeadsetBuffering, BuffersAreSizedFromTheSamplingRate) {
   h->AddChannelToMontage("Fp1", false);
   EXPECT_EQ(h->montage.back()->buffer.Capacity(), 6000u);
   h->InterpretCalibrationMemory(nullptr);
-  EXPECT_EQ(h->sources[0]->plainSignal.Capacity(), 300u);
+  EXPECT_EQ(h->sources[0]->averages.Capacity(), 300u);
 }
 
 TEST_F(HeadsetBuffering, FirstBatchPrimesWithBatchCushionAndTarget) {
@@ -125,11 +125,10 @@ TEST_F(HeadsetBuffering, WasteCountsDeliveryButDrainsMontageAndFlushSparesSlots)
   EXPECT_EQ(h->montage[0]->buffer.Count(), 29u);
 
   Source* cz = h->MatchSource("Cz", true);
-  cz->plainSignal.Write(4.0);
+  cz->averages.Write({{0.0, 0.0, 0.0, 0.0, 4.0}});
   h->FlushBuffers();
-  EXPECT_EQ(cz->plainSignal.Count(), 0u);
-  EXPECT_EQ(cz->plainSignal.Sum(), 0.0);
-  EXPECT_EQ(cz->plainSignal.LookBack(0), 4.0);
+  EXPECT_EQ(cz->averages.Sum(MovingAverages::kPlain), 0.0);
+  EXPECT_EQ(cz->averages.LookBack(MovingAverages::kPlain, 0), 4.0);
   EXPECT_EQ(f->channels[0]->buffer.Overflow(), 0u);
   EXPECT_EQ(h->Buffered(), 0u);
   // The montage is flushed only as the outputs of the "raw" stage, a view of it.

@@ -161,14 +161,14 @@ TEST_F(CalibrationMemory, SevenSlotHeadsetOfLayoutOneHasLinkedEarsInSlotZero) {
 
 TEST_F(CalibrationMemory, InterpretationStartsAfreshAndSizesTheAverages) {
   Interpret(images::TenTwentyCalibrationImage());
-  EXPECT_EQ(At(1).plainSignal.Capacity(), 0u);  // rate unknown
+  EXPECT_EQ(At(1).averages.Capacity(), 0u);  // rate unknown
   ASSERT_TRUE(h.RenameSource("Cz", "Vertex"));
   h.samplingRate = 500.0;
   h.impedanceSeconds = 0.25;
   h.InterpretCalibrationMemory(nullptr);
   EXPECT_EQ(At(12).name, "Cz");
   EXPECT_EQ(At(9).aliases.size(), 2u);
-  EXPECT_EQ(At(42).eegInPhase.Capacity(), 125u);
+  EXPECT_EQ(At(42).averages.Capacity(), 125u);
 
   h.samplingRate = -1.0;  // a negative product must not wrap to a huge count
   h.impedanceSeconds = 10.0;

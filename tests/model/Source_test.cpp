@@ -2,6 +2,14 @@
 
 #include <gtest/gtest.h>
 
+#include <bit>
+#include <cmath>
+#include <cstdint>
+#include <limits>
+#include <random>
+
+#include "model/RingBuffer.h"
+
 using namespace QVT;
 
 TEST(Source, ScalesRawValuesAndStartsUnmeasured) {
@@ -51,5 +59,50 @@ TEST(Source, PredicatesFollowTheCodeRanges) {
     const std::string actual{char('0' + s.IsTrigger()), char('0' + s.IsAccelerometer()),
                              char('0' + s.IsSensor()), char('0' + s.IsReferentialEEG())};
     EXPECT_EQ(actual, expected) << s.name;
+  }
+}
+
+// The five averages share one array of slots; every estimate must come out
+// bit for bit as from five separate ring buffers, through wrap-around,
+// non-finite values and a flush that leaves old slot values behind.
+TEST(Source, AveragesMatchFiveSeparateBuffersBitForBit) {
+  constexpr double kEEG = 0.01950289701, kCMF = 0.023916328222799998;
+  const auto bits = [](double v) { return std::bit_cast<std::uint64_t>(v); };
+  for (unsigned long length : {0UL, 1UL, 3UL, 7UL, 300UL}) {
+    Source s(SourceID::Cz, "Cz", length, 0.37, 0.0);
+    RingBuffer ref[5];
+    for (RingBuffer& b : ref) b.Allocate(length);
+    const auto mean = [](const RingBuffer& b) {
+      return b.Capacity() == 0 ? 0.0 : b.Sum() / static_cast<double>(b.Capacity());
+    };
+    std::mt19937_64 random(length);
+    for (int i = 0; i < 2000; ++i) {
+      double raw =
+          std::ldexp(static_cast<double>(random() % 65536) - 32768.0, static_cast<int>(random() % 40) - 20);
+      if (i % 97 == 5) raw = std::nan("");
+      if (i % 131 == 7) raw = -std::numeric_limits<double>::infinity();
+      const double t = static_cast<double>(i) / 300.0;
+      const bool on = i % 500 < 400;
+      const double eegI = on ? std::cos(6.283185307179586 * 110.0 * t) : 0.0;
+      const double eegQ = on ? std::sin(6.283185307179586 * 110.0 * t) : 0.0;
+      const double cmfI = on ? std::cos(6.283185307179586 * 130.0 * t) : 0.0;
+      const double cmfQ = on ? std::sin(6.283185307179586 * 130.0 * t) : 0.0;
+      if (i == 1000) {
+        s.averages.Flush();
+        for (RingBuffer& b : ref) b.Flush();
+      }
+      s.SetRawSignal(raw);
+      s.ComputeImpedance(eegI, eegQ, cmfI, cmfQ);
+
+      const double v = s.signal;
+      const double in[5] = {eegI * v, eegQ * v, cmfI * v, cmfQ * v, v};
+      for (int k = 0; k < 5; ++k) ref[k].Write(in[k]);
+      const double i1 = mean(ref[0]), q1 = mean(ref[1]), i2 = mean(ref[2]), q2 = mean(ref[3]);
+      const double eeg = on ? std::sqrt(i1 * i1 + q1 * q1) * kEEG : -1.0;
+      const double cmf = on ? std::sqrt(i2 * i2 + q2 * q2) * kCMF : -1.0;
+      ASSERT_EQ(bits(s.DCOffset()), bits(mean(ref[4]))) << length << " " << i;
+      ASSERT_EQ(bits(s.ImpedanceEEG()), bits(eeg)) << length << " " << i;
+      ASSERT_EQ(bits(s.ImpedanceCMF()), bits(cmf)) << length << " " << i;
+    }
   }
 }

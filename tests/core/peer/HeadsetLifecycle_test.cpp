@@ -129,7 +129,7 @@ TEST_F(ConnectedHeadset, HandshakeQueriesTheHeadsetInOrder) {
   EXPECT_EQ(headset->samplingRate, 300.0);
   ASSERT_FALSE(headset->montage.empty());
   EXPECT_EQ(headset->montage[0]->buffer.Capacity(), 600u);
-  EXPECT_EQ(headset->sources[0]->plainSignal.Capacity(), 150u);
+  EXPECT_EQ(headset->sources[0]->averages.Capacity(), 150u);
   EXPECT_EQ(headset->GetAlarm(false), 527);  // the battery level alarm
   for (const RecordedMessage& m : handshakeMessages) EXPECT_GT(m.level, 1) << m;
   EXPECT_EQ(handshakeMessages.front(), (RecordedMessage{"Connected to " + pty->SlavePath(), 2}));
