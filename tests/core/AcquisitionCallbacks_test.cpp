@@ -93,11 +93,11 @@ TEST_F(AcquisitionCallbacks, ChangingCallbacksWhileTheyAreDeliveredIsSafe) {
   h->verbosity = 5;  // a message for every packet
   constexpr unsigned long kPackets = 2000;
   for (unsigned long n = 0; n < kPackets; n += 8) FeedData(8);
-  // Set before the thread starts: on a busy machine it may take every
-  // packet before the loop below first runs.
   h->messageCallback.Set(CountMessage);
   h->sampleCallback.Set(CheckSamplePair, &gSampleData);
   Start();
+  // Toggling starts once deliveries are under way.
+  ASSERT_TRUE(WaitUntil([] { return gMessages > 0; }, 10.0));
   const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
   for (int round = 0; h->Buffered() < kPackets && std::chrono::steady_clock::now() < end; ++round) {
     const bool on = round % 2 == 0;
