@@ -216,7 +216,7 @@ double Headset::WaitForBatch() {
 // stage is a view of the montage, so its channels are flushed as its outputs.
 void Headset::FlushBuffers() {
   for (Source* source : montageSources) {
-    source->averages.Flush();
+    source->FlushAverages();
   }
   for (const auto& stage : cascade)
     for (Channel* channel : stage->channels)
@@ -254,7 +254,7 @@ void Headset::ReallocateBuffers(double channelSeconds, double averagingSeconds) 
   impedanceSeconds = averagingSeconds;
   const unsigned long averagingLength = ImpedanceAveragingLength();
   for (const auto& source : sources) {
-    source->averages.Allocate(averagingLength);
+    source->AllocateAverages(averagingLength);
   }
   for (const auto& channel : montage) channel->buffer.Allocate(MontageBufferLength());
 }

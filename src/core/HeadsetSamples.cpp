@@ -176,7 +176,7 @@ double Headset::ImpedanceCMF() const {
   int counted = 0;
   for (const Source* source : montageSources) {
     if (!source->IsReferentialEEG() || source->gain == 0.0) continue;
-    sum += source->impedanceCMF;
+    sum += source->ImpedanceCMF();
     ++counted;
   }
   return counted == 0 ? 0.0 : sum / counted;

@@ -1,5 +1,7 @@
 #include "model/MovingAverages.h"
 
+#include <thread>
+
 namespace QVT {
 
 namespace {
@@ -7,6 +9,15 @@ namespace {
 bool IsFinite(double v) { return v - v == 0.0; }
 
 }  // namespace
+
+void MovingAverages::BeginWrite() {
+  version.store(version.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
+  std::atomic_thread_fence(std::memory_order_release);
+}
+
+void MovingAverages::EndWrite() {
+  version.store(version.load(std::memory_order_relaxed) + 1, std::memory_order_release);
+}
 
 void MovingAverages::Allocate(unsigned long n) {
   Clear();
@@ -18,27 +29,57 @@ void MovingAverages::Allocate(unsigned long n) {
 }
 
 void MovingAverages::Clear() {
+  Flush();
   slots.reset();
-  sums = Values{};
   capacity = 0;
   writeIndex = 0;
 }
 
-void MovingAverages::Flush() { sums = Values{}; }
+void MovingAverages::Flush() {
+  BeginWrite();
+  for (auto& sum : sums) sum.store(0.0, std::memory_order_relaxed);
+  written.store(false, std::memory_order_relaxed);
+  EndWrite();
+}
 
-void MovingAverages::Write(const Values& v) {
-  if (capacity == 0) return;
-  Values& slot = slots[writeIndex];
-  for (std::size_t k = 0; k < kKinds; ++k) {
-    const double old = slot.of[k];
-    double s = sums.of[k];
-    if (IsFinite(old)) s -= old;
-    if (IsFinite(v.of[k])) s += v.of[k];
-    sums.of[k] = s;
-    slot.of[k] = v.of[k];
+void MovingAverages::Write(const Values& v, unsigned writeTag) {
+  BeginWrite();
+  if (capacity != 0) {
+    // Slots are written in order; asking for the one after next now hides
+    // most of the wait for it, with twenty-odd electrodes' slots in turn.
+    __builtin_prefetch(&slots[writeIndex + 2 < capacity ? writeIndex + 2 : 0], 1);
+    Values& slot = slots[writeIndex];
+    for (std::size_t k = 0; k < kKinds; ++k) {
+      const double old = slot.of[k];
+      double s = sums[k].load(std::memory_order_relaxed);
+      // Taking away +0.0 and adding -0.0 change no sum, not even a -0.0 one,
+      // so skipping a non-finite value needs no branch.
+      s -= IsFinite(old) ? old : 0.0;
+      s += IsFinite(v.of[k]) ? v.of[k] : -0.0;
+      sums[k].store(s, std::memory_order_relaxed);
+      slot.of[k] = v.of[k];
+    }
+    // A compare, not a division: this runs for every electrode and sample.
+    writeIndex = writeIndex + 1 == capacity ? 0 : writeIndex + 1;
   }
-  // A compare, not a division: this runs for every electrode and sample.
-  writeIndex = writeIndex + 1 == capacity ? 0 : writeIndex + 1;
+  tag.store(writeTag, std::memory_order_relaxed);
+  written.store(true, std::memory_order_relaxed);
+  EndWrite();
+}
+
+MovingAverages::Snapshot MovingAverages::Read() const {
+  Snapshot snapshot{};
+  for (;;) {
+    const std::uint32_t before = version.load(std::memory_order_acquire);
+    if (before % 2 == 0) {
+      for (std::size_t k = 0; k < kKinds; ++k) snapshot.sums.of[k] = sums[k].load(std::memory_order_relaxed);
+      snapshot.tag = tag.load(std::memory_order_relaxed);
+      snapshot.written = written.load(std::memory_order_relaxed);
+      std::atomic_thread_fence(std::memory_order_acquire);
+      if (version.load(std::memory_order_relaxed) == before) return snapshot;
+    }
+    std::this_thread::yield();
+  }
 }
 
 double MovingAverages::LookBack(Kind kind, unsigned long n) const {

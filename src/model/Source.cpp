@@ -29,7 +29,7 @@ Pair LoadPair(const double* p) {
 Source::Source(SourceID::Code code, std::string initialName, unsigned long averagingLength,
                double initialGain, double /*initialOffset*/)
     : name(std::move(initialName)), id(code), gain(initialGain) {
-  averages.Allocate(averagingLength);
+  AllocateAverages(averagingLength);
 }
 
 void Source::SetRawSignal(double raw) {
@@ -45,8 +45,19 @@ void Source::ComputeImpedance(double eegI, double eegQ, double cmfI, double cmfQ
   products.of[A::kCMFInPhase] = cmfI * signal;
   products.of[A::kCMFQuadrature] = cmfQ * signal;
   products.of[A::kPlain] = signal;
-  averages.Write(products);
+  // The estimates are worked out when asked for, from the sums and these
+  // flags: the same operations on the same numbers as after every sample,
+  // without their divisions and roots on the path of every sample.
+  averages.Write(products, ((eegI != 0.0 || eegQ != 0.0) ? kEEGCarrier : 0u) |
+                               ((cmfI != 0.0 || cmfQ != 0.0) ? kCMFCarrier : 0u));
+}
 
+Source::Estimates Source::CurrentEstimates() const {
+  using A = MovingAverages;
+  const A::Snapshot snapshot = averages.Read();
+  // Until the first sample after a flush or a new size, the estimates stay
+  // what they were.
+  if (!snapshot.written) return kept;
   // The averages include the zeros of fresh slots, so they ramp up over the
   // first averaging length of samples. Without slots every mean is 0.
   Pair inPhase = {0.0, 0.0};
@@ -54,17 +65,25 @@ void Source::ComputeImpedance(double eegI, double eegQ, double cmfI, double cmfQ
   double plain = 0.0;
   if (averages.Capacity() != 0) {
     const double n = static_cast<double>(averages.Capacity());
-    const A::Values& sums = averages.Sums();
-    inPhase = LoadPair(&sums.of[A::kEEGInPhase]) / n;
-    quadrature = LoadPair(&sums.of[A::kEEGQuadrature]) / n;
-    plain = sums.of[A::kPlain] / n;
+    inPhase = LoadPair(&snapshot.sums.of[A::kEEGInPhase]) / n;
+    quadrature = LoadPair(&snapshot.sums.of[A::kEEGQuadrature]) / n;
+    plain = snapshot.sums.of[A::kPlain] / n;
   }
   // One square root instruction for both lanes, each correctly rounded as
   // std::sqrt is.
   const Pair magnitude = __builtin_ia32_sqrtpd(inPhase * inPhase + quadrature * quadrature);
-  dcOffset = plain;
-  impedanceEEG = (eegI != 0.0 || eegQ != 0.0) ? magnitude[0] * kEEGImpedanceFactor : -1.0;
-  impedanceCMF = (cmfI != 0.0 || cmfQ != 0.0) ? magnitude[1] * kCMFImpedanceFactor : -1.0;
+  return {(snapshot.tag & kEEGCarrier) != 0 ? magnitude[0] * kEEGImpedanceFactor : -1.0,
+          (snapshot.tag & kCMFCarrier) != 0 ? magnitude[1] * kCMFImpedanceFactor : -1.0, plain};
+}
+
+void Source::AllocateAverages(unsigned long n) {
+  kept = CurrentEstimates();
+  averages.Allocate(n);
+}
+
+void Source::FlushAverages() {
+  kept = CurrentEstimates();
+  averages.Flush();
 }
 
 bool Source::IsTrigger() const {

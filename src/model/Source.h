@@ -37,9 +37,16 @@ class Source {
 
   double Signal() const { return signal; }
   double Gain() const { return gain; }
-  double ImpedanceEEG() const { return impedanceEEG; }
-  double ImpedanceCMF() const { return impedanceCMF; }
-  double DCOffset() const { return dcOffset; }
+  // Worked out from the averages when asked; safe from any thread.
+  double ImpedanceEEG() const { return CurrentEstimates().impedanceEEG; }
+  double ImpedanceCMF() const { return CurrentEstimates().impedanceCMF; }
+  double DCOffset() const { return CurrentEstimates().dcOffset; }
+
+  // A new averaging length, or averages that start again from 0, keeping
+  // the estimates until the next sample. Only while nobody processes
+  // samples.
+  void AllocateAverages(unsigned long n);
+  void FlushAverages();
   const std::string& Name() const { return name; }
 
   std::string name;
@@ -49,11 +56,20 @@ class Source {
   double offset = 0.0;
   double rawSignal = 0.0;
   double signal = 0.0;  // always (rawSignal - offset) * gain
-  double impedanceEEG = -1.0;
-  double impedanceCMF = -1.0;
-  double dcOffset = 0.0;
-
   MovingAverages averages;
+
+ private:
+  struct Estimates {
+    double impedanceEEG = -1.0;
+    double impedanceCMF = -1.0;
+    double dcOffset = 0.0;
+  };
+  // The tags of the averages' writes: which carriers were on.
+  static constexpr unsigned kEEGCarrier = 1;
+  static constexpr unsigned kCMFCarrier = 2;
+
+  Estimates CurrentEstimates() const;
+  Estimates kept;
 };
 
 }  // namespace QVT

@@ -125,7 +125,7 @@ TEST_F(HeadsetBuffering, WasteCountsDeliveryButDrainsMontageAndFlushSparesSlots)
   EXPECT_EQ(h->montage[0]->buffer.Count(), 29u);
 
   Source* cz = h->MatchSource("Cz", true);
-  cz->averages.Write({{0.0, 0.0, 0.0, 0.0, 4.0}});
+  cz->averages.Write({{0.0, 0.0, 0.0, 0.0, 4.0}}, 0);
   h->FlushBuffers();
   EXPECT_EQ(cz->averages.Sum(MovingAverages::kPlain), 0.0);
   EXPECT_EQ(cz->averages.LookBack(MovingAverages::kPlain, 0), 4.0);

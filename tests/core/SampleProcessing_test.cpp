@@ -132,18 +132,18 @@ TEST(SampleProcessing, ImpedanceIsTheDemodulatedCarrierAmplitude) {
   }
   const QVT::Source* cz = rig.headset.MatchSource("Cz", true);
   const QVT::Source* c3 = rig.headset.MatchSource("C3", true);
-  EXPECT_NEAR(cz->impedanceEEG, 500 * Gain(11) * 0.01950289701, 1e-3);
-  EXPECT_NEAR(cz->impedanceCMF, 0.0, 1e-3);
-  EXPECT_NEAR(c3->impedanceCMF, 250 * Gain(10) * 0.023916328222799998, 1e-3);
+  EXPECT_NEAR(cz->ImpedanceEEG(), 500 * Gain(11) * 0.01950289701, 1e-3);
+  EXPECT_NEAR(cz->ImpedanceCMF(), 0.0, 1e-3);
+  EXPECT_NEAR(c3->ImpedanceCMF(), 250 * Gain(10) * 0.023916328222799998, 1e-3);
   // The factory reference in the montage has no gain and does not count.
-  EXPECT_NEAR(rig.headset.ImpedanceCMF(), (cz->impedanceCMF + c3->impedanceCMF) / 2, 1e-12);
+  EXPECT_NEAR(rig.headset.ImpedanceCMF(), (cz->ImpedanceCMF() + c3->ImpedanceCMF()) / 2, 1e-12);
 
   rig.headset.impedanceDriverMode = 0;
-  const double dcOffset = cz->dcOffset;
+  const double dcOffset = cz->DCOffset();
   rig.Data(44, 1800, Body(0, Slots{0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 3000}));
-  EXPECT_EQ(cz->impedanceEEG, -1.0);
-  EXPECT_EQ(c3->impedanceCMF, -1.0);
-  EXPECT_NE(cz->dcOffset, dcOffset);
+  EXPECT_EQ(cz->ImpedanceEEG(), -1.0);
+  EXPECT_EQ(c3->ImpedanceCMF(), -1.0);
+  EXPECT_NE(cz->DCOffset(), dcOffset);
 }
 
 TEST(SampleProcessing, CounterGapsAreReportedAndShortPacketsDropped) {

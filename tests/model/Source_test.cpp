@@ -88,7 +88,12 @@ TEST(Source, AveragesMatchFiveSeparateBuffersBitForBit) {
       const double cmfI = on ? std::cos(6.283185307179586 * 130.0 * t) : 0.0;
       const double cmfQ = on ? std::sin(6.283185307179586 * 130.0 * t) : 0.0;
       if (i == 1000) {
-        s.averages.Flush();
+        // A flush keeps the estimates until the next sample.
+        const double before[3] = {s.ImpedanceEEG(), s.ImpedanceCMF(), s.DCOffset()};
+        s.FlushAverages();
+        ASSERT_EQ(bits(s.ImpedanceEEG()), bits(before[0]));
+        ASSERT_EQ(bits(s.ImpedanceCMF()), bits(before[1]));
+        ASSERT_EQ(bits(s.DCOffset()), bits(before[2]));
         for (RingBuffer& b : ref) b.Flush();
       }
       s.SetRawSignal(raw);
