@@ -13,12 +13,6 @@
 
 namespace QVT {
 
-namespace {
-
-constexpr const char* kListSeparators = " \t\r\n,";
-
-}  // namespace
-
 unsigned long Headset::MontageBufferLength() const { return std::max(SlotsFor(bufferSeconds), 1UL); }
 
 std::unique_ptr<Channel> Headset::ConstructChannel(std::string specification, bool autoSwap) const {

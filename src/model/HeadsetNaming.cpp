@@ -10,9 +10,6 @@ namespace QVT {
 
 namespace {
 
-// Word separators of source lists.
-constexpr const char* kListSeparators = " \t\r\n,";
-
 // "CH3" and "SRC3" are the same reference as "3".
 std::string WithoutNumberPrefix(const std::string& key) {
   int ignored = 0;
@@ -73,7 +70,7 @@ Source* Headset::MatchSource(std::string name, bool mustMatch) const {
   }
   if (!mustMatch) return nullptr;
 
-  if (Split(SourceNames(SourceNameFilter::kPlain), kListSeparators).empty())
+  if (SourceNames(SourceNameFilter::kPlain).find_first_not_of(kListSeparators) == std::string::npos)
     throw "Failed to match desired source \"" + t +
         "\". Unfortunately, the flash memory of this headset contains no information about source IDs - "
         "but you can still use numbers or strings like \"SRC01\" instead of names.";

@@ -33,7 +33,7 @@ class Source {
   // Whether candidate designates this source: its name, or with
   // includeAliases one of its aliases, ignoring case and surrounding
   // whitespace. No partial matches.
-  bool NameMatches(std::string candidate, bool includeAliases) const;
+  bool NameMatches(const std::string& candidate, bool includeAliases) const;
 
   double Signal() const { return signal; }
   double Gain() const { return gain; }

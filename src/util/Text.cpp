@@ -1,5 +1,6 @@
 #include "util/Text.h"
 
+#include <algorithm>
 #include <cctype>
 #include <cstdint>
 #include <cstdlib>
@@ -8,13 +9,12 @@ namespace QVT {
 
 namespace {
 
-bool IsMember(char c, const std::string& chars) { return chars.find(c) != std::string::npos; }
+bool IsMember(char c, std::string_view chars) { return chars.find(c) != std::string_view::npos; }
 
-void AppendHexByte(std::string& out, unsigned char byte) {
-  static const char digits[] = "0123456789ABCDEF";
-  out += "\\x";
-  out += digits[byte >> 4];
-  out += digits[byte & 0x0F];
+std::string_view TrimmedView(std::string_view s) {
+  while (!s.empty() && IsMember(s.front(), kWhitespace)) s.remove_prefix(1);
+  while (!s.empty() && IsMember(s.back(), kWhitespace)) s.remove_suffix(1);
+  return s;
 }
 
 }  // namespace
@@ -32,27 +32,33 @@ std::string Upper(std::string s) {
   return s;
 }
 
-std::string TrimLeft(std::string s, const std::string& chars) {
+std::string TrimLeft(std::string s, std::string_view chars) {
   std::size_t i = 0;
   while (i < s.size() && IsMember(s[i], chars)) ++i;
   s.erase(0, i);
   return s;
 }
 
-std::string TrimRight(std::string s, const std::string& chars) {
+std::string TrimRight(std::string s, std::string_view chars) {
   std::size_t n = s.size();
   while (n > 0 && IsMember(s[n - 1], chars)) --n;
   s.resize(n);
   return s;
 }
 
-std::string Trim(std::string s, const std::string& chars) {
+std::string Trim(std::string s, std::string_view chars) {
   return TrimLeft(TrimRight(std::move(s), chars), chars);
 }
 
-bool Similar(const std::string& a, const std::string& b) { return Trim(Upper(a)) == Trim(Upper(b)); }
+// Called for every source and alias while matching names, so nothing is copied.
+bool Similar(const std::string& a, const std::string& b) {
+  const std::string_view x = TrimmedView(a), y = TrimmedView(b);
+  return x.size() == y.size() && std::equal(x.begin(), x.end(), y.begin(), [](char p, char q) {
+           return std::toupper(static_cast<unsigned char>(p)) == std::toupper(static_cast<unsigned char>(q));
+         });
+}
 
-std::string ChompWord(std::string& s, const std::string& delimiters) {
+std::string ChompWord(std::string& s, std::string_view delimiters) {
   s = TrimLeft(std::move(s), delimiters);
   std::size_t n = 0;
   while (n < s.size() && !IsMember(s[n], delimiters)) ++n;
@@ -76,10 +82,19 @@ std::string Join(const std::string& separator, const std::vector<std::string>& p
   return out;
 }
 
-std::vector<std::string> Split(std::string s, const std::string& delimiters) {
+// One pass over the text: lists of sources and channels can be long.
+std::vector<std::string> Split(std::string_view s, std::string_view delimiters) {
   std::vector<std::string> words;
-  s = Trim(std::move(s));
-  while (!s.empty()) words.push_back(ChompWord(s, delimiters));
+  s = TrimmedView(s);
+  while (!s.empty()) {
+    std::size_t start = 0;
+    while (start < s.size() && IsMember(s[start], delimiters)) ++start;
+    s.remove_prefix(start);
+    std::size_t n = 0;
+    while (n < s.size() && !IsMember(s[n], delimiters)) ++n;
+    words.emplace_back(s.substr(0, n));
+    s.remove_prefix(n);
+  }
   return words;
 }
 
@@ -113,26 +128,32 @@ std::string HexString(int value, int width, bool uppercase) {
 }
 
 std::string PythonString(const void* data, unsigned long length, bool allHex) {
+  static const char digits[] = "0123456789ABCDEF";
   const auto* bytes = static_cast<const unsigned char*>(data);
-  std::string out = "\"";
-  out.reserve(length * 4 + 2);
+  if (length > (std::string().max_size() - 2) / 4)
+    throw "cannot print a buffer of " + std::to_string(length) + " bytes";
+  // Written through a pointer into room for the worst case, then cut to
+  // size: every block is dumped this way at the highest verbosity.
+  std::string out(length * 4 + 2, '\0');
+  char* p = out.data();
+  *p++ = '"';
   for (unsigned long i = 0; i < length; ++i) {
-    unsigned char b = bytes[i];
-    if (allHex) {
-      AppendHexByte(out, b);
-    } else if (b == '\t') {
-      out += "\\t";
-    } else if (b == '\n') {
-      out += "\\n";
-    } else if (b == '\r') {
-      out += "\\r";
-    } else if (b >= 0x20 && b <= 0x7F && b != '\\' && b != '"') {
-      out += static_cast<char>(b);  // 0x7F included on purpose
+    const unsigned char b = bytes[i];
+    const char escaped = b == '\t' ? 't' : b == '\n' ? 'n' : b == '\r' ? 'r' : '\0';
+    if (!allHex && escaped) {
+      *p++ = '\\';
+      *p++ = escaped;
+    } else if (!allHex && b >= 0x20 && b <= 0x7F && b != '\\' && b != '"') {
+      *p++ = static_cast<char>(b);  // 0x7F included on purpose
     } else {
-      AppendHexByte(out, b);
+      *p++ = '\\';
+      *p++ = 'x';
+      *p++ = digits[b >> 4];
+      *p++ = digits[b & 0x0F];
     }
   }
-  out += '"';
+  *p++ = '"';
+  out.resize(static_cast<std::size_t>(p - out.data()));
   return out;
 }
 

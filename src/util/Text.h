@@ -3,6 +3,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace QVT {
@@ -10,18 +11,20 @@ namespace QVT {
 // Space, tab, carriage return and line feed; vertical tab and form feed are
 // deliberately not whitespace here.
 inline constexpr const char* kWhitespace = " \t\r\n";
+// Between the words of a list of names: whitespace or commas.
+inline constexpr const char* kListSeparators = " \t\r\n,";
 
 std::string RemoveAllWhitespace(std::string s);
 std::string Upper(std::string s);
-std::string TrimLeft(std::string s, const std::string& chars = kWhitespace);
-std::string TrimRight(std::string s, const std::string& chars = kWhitespace);
-std::string Trim(std::string s, const std::string& chars = kWhitespace);
+std::string TrimLeft(std::string s, std::string_view chars = kWhitespace);
+std::string TrimRight(std::string s, std::string_view chars = kWhitespace);
+std::string Trim(std::string s, std::string_view chars = kWhitespace);
 
 // Equal once case and surrounding whitespace are ignored; inner blanks count.
 bool Similar(const std::string& a, const std::string& b);
 
 // Removes and returns the first word of s; s keeps the delimiter that ended it.
-std::string ChompWord(std::string& s, const std::string& delimiters = kWhitespace);
+std::string ChompWord(std::string& s, std::string_view delimiters = kWhitespace);
 
 // Removes prefix from the front of s when s begins with it.
 bool Chomp(std::string& s, const std::string& prefix);
@@ -29,7 +32,7 @@ bool Chomp(std::string& s, const std::string& prefix);
 std::string Join(const std::string& separator, const std::vector<std::string>& parts);
 
 // Runs of delimiters count as one; trailing delimiters give one empty word.
-std::vector<std::string> Split(std::string s, const std::string& delimiters = kWhitespace);
+std::vector<std::string> Split(std::string_view s, std::string_view delimiters = kWhitespace);
 
 // Digits only (no sign); out is untouched on failure.
 bool String2Integer(std::string s, int& out);
