@@ -161,7 +161,9 @@ int SerialConnection::SendBounded(const void* bytes, std::size_t n, double /*tim
 int SerialConnection::Receive(void* buffer, std::size_t n, double timeout) {
   if (fd == 0 && simulatedInput == nullptr) return 0;
   auto* out = static_cast<std::uint8_t*>(buffer);
-  double deadline = Elapsed() + timeout;
+  // The clock is read only once a read comes back empty: silence is counted
+  // from then, which is the last byte give or take one read.
+  double deadline = -1.0;
   std::size_t got = 0;
   for (;;) {
     const std::size_t chunk = std::min(n - got, kMaxChunk);
@@ -183,13 +185,16 @@ int SerialConnection::Receive(void* buffer, std::size_t n, double timeout) {
     if (timeout == 0.0) {
       if (r == 0) return static_cast<int>(got);
     } else if (r != 0) {
-      if (timeout > 0.0) deadline = Elapsed() + timeout;  // silence is counted from the last byte
-    } else if (timeout > 0.0 && deadline < Elapsed()) {
-      return static_cast<int>(got);
-    } else if (simulatedInput != nullptr || fd == 0) {
-      Timing::Sleep(0.001);
-    } else if (WaitForInput(timeout > 0.0 ? deadline - Elapsed() : -1.0, got == 0 && timeout > 0.0)) {
-      return static_cast<int>(got);  // interrupted between reads
+      deadline = -1.0;
+    } else {
+      const double now = timeout > 0.0 ? Elapsed() : 0.0;
+      if (timeout > 0.0 && deadline < 0.0) deadline = now + timeout;
+      if (timeout > 0.0 && deadline < now) return static_cast<int>(got);
+      if (simulatedInput != nullptr || fd == 0) {
+        Timing::Sleep(0.001);
+      } else if (WaitForInput(timeout > 0.0 ? deadline - now : -1.0, got == 0 && timeout > 0.0)) {
+        return static_cast<int>(got);  // interrupted between reads
+      }
     }
   }
 }
