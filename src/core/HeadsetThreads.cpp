@@ -36,7 +36,9 @@ void Headset::StopAndWaitFor(Thread& thread) {
   // a lock this one holds.
   RefuseInsideLinkWork("stop a thread of the headset");
   thread.RequestStop();
-  serial.Interrupt();
+  // Only a running thread can be waiting on the link; a wake-up sent for
+  // nobody would stay in the pipe and cut short a later wait.
+  if (thread.Running()) serial.Interrupt();
   while (thread.Running() && !thread.Finished()) Sleep(kThreadPoll);
 }
 
