@@ -2,7 +2,8 @@
 """Writes the seed inputs of the fuzz targets into fuzz/corpus/NAME:
 block_decoder gets well-formed blocks, alone and in runs, carrying every
 packet species, padding and an odd short length; packet_decoder gets packet
-areas behind the byte that sets where its blocks are cut."""
+areas behind the byte that sets where its blocks are cut. Each seed starts
+with the byte that sets the verbosity, at its highest."""
 import os
 import sys
 
@@ -71,8 +72,13 @@ corpora = {
 }
 
 root = sys.argv[1] if len(sys.argv) > 1 else os.path.join(os.path.dirname(os.path.abspath(__file__)), "corpus")
+VERBOSE = b"\x07"
 for target, seeds in corpora.items():
     os.makedirs(os.path.join(root, target), exist_ok=True)
     for name, content in seeds.items():
+        if target == "block_decoder":
+            content = VERBOSE + content
+        else:
+            content = content[:1] + VERBOSE + content[1:]
         with open(os.path.join(root, target, name), "wb") as f:
             f.write(content)
