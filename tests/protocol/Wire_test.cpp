@@ -1,0 +1,179 @@
+// The wire vocabulary: checksum, code names, record layouts and command
+// packets; and the test-side encoders and decoder, pinned to byte strings
+// written out by hand so that they can be trusted to judge the library.
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <initializer_list>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "headset/HeadsetWire.h"
+#include "protocol/CRC16.h"
+#include "protocol/Codes.h"
+#include "protocol/Command.h"
+#include "protocol/WireRecords.h"
+
+namespace {
+
+using QVT::Command;
+using namespace QVT::testing;
+namespace Dest = QVT::CommandDestination;
+namespace Family = QVT::CommandFamily;
+
+std::string Literal(std::initializer_list<unsigned> bytes) {
+  std::string s;
+  for (const unsigned b : bytes) s += static_cast<char>(b);
+  return s;
+}
+
+std::string Packet(const Command& c) { return {reinterpret_cast<const char*>(c.Bytes()), c.Size()}; }
+
+std::string Ramp(std::size_t n) {
+  std::string s;
+  for (std::size_t i = 0; i < n; ++i) s += static_cast<char>(i + 1);
+  return s;
+}
+
+// WireCRC shifts every bit through the polynomial and shares nothing with the
+// library's table.
+TEST(CRC16, AgreesWithTheCheckValueAndABitwiseReference) {
+  EXPECT_EQ(QVT::CRC16("123456789", 9), 0xFEE8u);
+  EXPECT_EQ(WireCRC("123456789"), 0xFEE8);
+  EXPECT_EQ(QVT::CRC16(nullptr, 0), 0u);
+  for (unsigned i = 0; i < 256; ++i)
+    EXPECT_EQ(QVT::CRCTABLE[i], WireCRC(std::string(1, static_cast<char>(i)))) << "entry " << i;
+
+  // Every byte value, in every register state the previous bytes leave.
+  std::string bytes;
+  for (unsigned i = 0; i < 1000; ++i) bytes += static_cast<char>(i * 97 + (i >> 3));
+  EXPECT_EQ(QVT::CRC16(bytes.data(), bytes.size()), WireCRC(bytes));
+}
+
+TEST(Codes, NamesEndAtTheTablesEdges) {
+  EXPECT_STREQ(QVT::PacketSpeciesName(7), "Reserved7");
+  EXPECT_STREQ(QVT::PacketSpeciesName(8), "UnknownPacketSpecies");
+  EXPECT_STREQ(QVT::PacketSpeciesName(-1), "UnknownPacketSpecies");
+  EXPECT_STREQ(QVT::ExtendedDataSubtypeName(20), "AccelerometerData");
+  EXPECT_STREQ(QVT::ExtendedDataSubtypeName(4), "UnknownExtendedDataSubtype");
+  EXPECT_STREQ(QVT::CommandDestinationName(0), "UnknownCommandDestination");
+  // Status codes share the byte but have no family names.
+  EXPECT_STREQ(QVT::CommandFamilyName(0x80), "UnknownCommandFamily");
+  EXPECT_STREQ(QVT::CommandFamilyName(0x1EC), "UnknownCommandFamily");
+}
+
+TEST(WireRecords, LayoutAndUnalignedFields) {
+  std::ostringstream problems;
+  QVT::CheckWireRecords(problems);
+  EXPECT_EQ(problems.str(), "");
+
+  // A header at an odd address, as packets lie inside a block.
+  alignas(4) std::uint8_t block[9] = {0, 56, 3, 0x08, 0x07, 0x00, 0x00, 0xFE, 0xFF};
+  const auto* header = reinterpret_cast<const QVT::PacketHeaderStruct*>(block + 1);
+  EXPECT_EQ(header->length, 56);
+  EXPECT_EQ(header->species, QVT::PacketSpecies::Data);
+  EXPECT_DOUBLE_EQ(header->Seconds(), 1.0);  // 1800 ticks
+  EXPECT_EQ(QVT::ReadI16LE(block + 7), -2);
+  EXPECT_EQ(QVT::ReadU32LE(block + 5), 0xFFFE0000u);
+}
+
+TEST(Command, SignedPacketMatchesWireBytes) {
+  const std::uint8_t payload[] = {3, 0};
+  Command c;
+  c.Init(Dest::Master, Family::LED, payload, 2);
+  EXPECT_EQ(c.Sign(12), c.Bytes());
+  // CRC 0x12F5 over 1E 0C 03 00, worked out independently of the library.
+  EXPECT_EQ(Packet(c), Literal({0x07, 0x01, 0xF5, 0x12, 0x1E, 0x0C, 0x03, 0x00}));
+  EXPECT_EQ(c.Description(), "command 12: Master.LED( 03 00 )");
+
+  // Re-signing takes the low byte of the ID and replaces the CRC.
+  c.Init(Dest::Slave, Family::Echo, nullptr, 0);
+  c.Sign(0x1FF);
+  EXPECT_EQ(Packet(c), Literal({0x05, 0x02, 0x0E, 0x6A, 0xEC, 0xFF}));
+  EXPECT_EQ(c.Description(), "command 255: Slave.Echo()");
+}
+
+TEST(Command, LengthRules) {
+  struct Case {
+    unsigned long length;
+    int countByte;
+    std::uint64_t size;
+  };
+  for (const Case& k : {Case{0, 5, 6}, Case{250, 255, 256}, Case{251, 0, 257}, Case{255, 4, 261},
+                        Case{256, 4, 261}, Case{300, 4, 261}}) {
+    SCOPED_TRACE(k.length);
+    const std::string payload = Ramp(k.length);
+    Command c;
+    c.Init(Dest::Master, Family::CalibrationMemory, payload.data(), k.length);
+    c.Sign(1);
+    EXPECT_EQ(c.Bytes()[0], k.countByte);
+    EXPECT_EQ(c.Size(), k.size);
+    EXPECT_EQ(c.PayloadLength(), k.size - 6);
+    EXPECT_EQ(Packet(c).substr(6), payload.substr(0, k.size - 6));
+    EXPECT_EQ(c.Bytes()[2] | c.Bytes()[3] << 8, WireCRC(Packet(c).substr(4)));
+  }
+}
+
+TEST(Command, RawInitKeepsBytesAndOddLengths) {
+  const std::string raw = Literal({0x07, 0x01, 0xAA, 0xBB, 0x1E, 0x0C, 0x03, 0x00});
+  Command c;
+  c.MarkReply(true, true);
+  c.Init(raw.data(), raw.size());
+  EXPECT_FALSE(c.ReplyIsFinal() || c.ReplyRefused());
+  EXPECT_EQ(Packet(c), raw);  // not re-signed
+  EXPECT_EQ(c.PayloadLength(), 2u);
+
+  const std::string big = Ramp(300);
+  c.Init(big.data(), big.size());
+  EXPECT_EQ(Packet(c), big.substr(0, 261));
+  EXPECT_EQ(c.PayloadLength(), 255u);
+
+  c.Init(raw.data(), 0);
+  EXPECT_EQ(c.Size(), 0u);
+  EXPECT_EQ(c.PayloadLength(), static_cast<std::uint64_t>(-6));
+  // The wrapped length must neither read past the packet nor flood the log.
+  c.Sign(3);
+  EXPECT_EQ(c.Description(), "command 3: UnknownCommandDestination.UnknownCommandFamily()");
+}
+
+TEST(HeadsetWire, BlocksAndPacketsAreFramedByteForByte) {
+  const std::string packet = EncodePacket(7, 2, "AB");
+  EXPECT_EQ(packet, Literal({0x08, 0x07, 0x02, 0x00, 0x00, 0x00, 0x41, 0x42}));
+  EXPECT_EQ(EncodeBlock(7, 1800, {3, 15, 24, 10, 30, 45}, packet),
+            Literal({0x23, 0x32, 0x20, 0x00, 0x08, 0x07, 0x00, 0x00, 0x00, 0x00, 0x00,
+                     0x00, 0xB3, 0x46, 0x07, 0x00, 0x03, 0x0F, 0x18, 0x0A, 0x1E, 0x2D,
+                     0x08, 0x07, 0x02, 0x00, 0x00, 0x00, 0x41, 0x42, 0x0D, 0x0A}));
+  EXPECT_EQ(EncodeResponse(5, 0xEC, 9, "Hi", 0x01020304),
+            Literal({0x0A, 0x05, 0x04, 0x03, 0x02, 0x01, 0xEC, 0x09, 0x48, 0x69}));
+  EXPECT_EQ(EncodeAlarm(2, 0x31, 0x81, Literal({0x34, 0x12})),
+            Literal({0x0A, 0x02, 0x00, 0x00, 0x00, 0x00, 0x31, 0x81, 0x34, 0x12}));
+  EXPECT_EQ(EncodeDataPacket(200, "\x01\x02", 5),
+            Literal({56, 3, 5, 0, 0, 0, 200, 1, 2}) + std::string(47, '\0'));
+  EXPECT_EQ(EncodeExtendedData(20, "xyz"), Literal({10, 4, 0, 0, 0, 0, 20, 'x', 'y', 'z'}));
+}
+
+TEST(HeadsetWire, DecodesCommandsWithPrefixJunkAndBadCRC) {
+  const std::string echo = Literal({0x07, 0x01, 0x61, 0x41, 0xEC, 0x03, 0x48, 0x69});
+  const std::string query = Literal({0x05, 0x01, 0x00, 0x4E, 0x1D, 0x00});
+  std::string corrupt = query;
+  corrupt[2] = 0x01;
+  std::size_t consumed = 0;
+  const auto commands = DecodeCommands("~" + echo + query + '\0' + corrupt + "~\x07", &consumed);
+  ASSERT_EQ(commands.size(), 3u);
+
+  EXPECT_TRUE(commands[0].prefixed && commands[0].crcValid);
+  EXPECT_EQ(commands[0].destination, 1);
+  EXPECT_EQ(commands[0].family, 0xEC);
+  EXPECT_EQ(commands[0].id, 3);
+  EXPECT_EQ(commands[0].payload, "Hi");
+  EXPECT_EQ(commands[0].packet, echo);
+  EXPECT_TRUE(!commands[1].prefixed && commands[1].crcValid);
+  EXPECT_EQ(commands[1].payload, "");
+  EXPECT_EQ(commands[2].skipped, 1u);  // the zero byte
+  EXPECT_FALSE(commands[2].crcValid);
+  // "~" and a count byte: the start of a command still on its way.
+  EXPECT_EQ(consumed, 1 + echo.size() + query.size() + 1 + corrupt.size());
+}
+
+}  // namespace
