@@ -23,10 +23,10 @@ class ResponseProcessing : public RecordingHeadsetTest {
  protected:
   // The bytes past the packet's length are junk that must not be read.
   void Process(int code, int id, const Bytes& payload, std::uint8_t junk = 0xEE,
-               std::uint8_t species = kMaster) {
+               std::uint8_t species = kMaster, std::uint8_t length = 0) {
     QVT::ResponsePacketStruct packet;
     std::memset(&packet, junk, sizeof packet);
-    packet.header.length = static_cast<std::uint8_t>(8 + payload.size());
+    packet.header.length = length ? length : static_cast<std::uint8_t>(8 + payload.size());
     packet.header.species = species;
     packet.code = static_cast<std::uint8_t>(code);
     packet.commandID = static_cast<std::uint8_t>(id);
@@ -39,9 +39,7 @@ class ResponseProcessing : public RecordingHeadsetTest {
 TEST_F(ResponseProcessing, StatusCodesRefuseBeforeAnyFamily) {
   QVT::Command command;
   AwaitReply(command, 7);
-  QVT::ResponsePacketStruct tooShort{};
-  tooShort.header = {7, kMaster, {}};
-  headset.ProcessResponse(tooShort, 0.0, 0.0);
+  Process(Family::Echo, 7, {}, 0xEE, kMaster, 7);
   EXPECT_EQ(Recorded(), (Messages{{"malformed response packet", 2}}));
   EXPECT_TRUE(Pending());
 
@@ -118,13 +116,13 @@ TEST_F(ResponseProcessing, StoresWhatTheHeadsetReports) {
   for (const QVT::RingBuffer& buffer : headset.accelerometerQueue) EXPECT_EQ(buffer.Capacity(), 300u);
   EXPECT_EQ(headset.impedanceDriverMode, 0x102);
   EXPECT_EQ(headset.analogResetMode, 3);
-}
 
-TEST_F(ResponseProcessing, DeviceIdentificationEndsWithTheRevision) {
-  Process(Family::DeviceIdentification, 1, Text("M"), 'x');  // junk behind is not part of the word
+  // The last word of the identity is the revision; junk behind a one-byte
+  // text is not part of it.
+  Process(Family::DeviceIdentification, 8, Text("M"), 'x');
   EXPECT_EQ(headset.hardwareModel, "M");
   EXPECT_EQ(headset.hardwareRevision, "");
-  Process(Family::DeviceIdentification, 2, Text(" Wireless,\tCap \r\n 2.1"));
+  Process(Family::DeviceIdentification, 9, Text(" Wireless,\tCap \r\n 2.1"));
   EXPECT_EQ(headset.hardwareModel, "Wireless Cap");
   EXPECT_EQ(headset.hardwareRevision, "2.1");
 }
@@ -175,18 +173,10 @@ Bytes CalibrationPage(int page) {
   return payload;
 }
 
-TEST_F(ResponseProcessing, CalibrationImageIsInterpretedWhenTheEighthDistinctPageArrives) {
-  for (int page : {3, 0, 3, 7, 1, 6, 2, 5, 5, 7})
-    Process(Family::CalibrationMemory, page, CalibrationPage(page));
-  EXPECT_EQ(headset.calibrationPagesReceived, (std::set<int>{0, 1, 2, 3, 5, 6, 7}));
-  Process(Family::CalibrationMemory, 4, CalibrationPage(4));
-  EXPECT_TRUE(headset.calibrationPagesReceived.empty());  // interpretation empties it
-  for (std::size_t i = 0; i < QVT::Headset::kCalibrationMemorySize; ++i)
-    EXPECT_EQ(headset.calibrationImage[i], i);
-}
-
-TEST_F(ResponseProcessing, UnexpectedCalibrationPageIsSettledAndShownAsACharacter) {
-  const auto imageBefore = headset.calibrationImage;
+// The image is interpreted when the eighth distinct page arrives; a page
+// beyond the image is settled and shown as a character.
+TEST_F(ResponseProcessing, CalibrationPagesFillTheImage) {
+  const auto blank = headset.calibrationImage;
   QVT::Command command;
   AwaitReply(command, 9);
   headset.verbosity = 1;
@@ -195,8 +185,15 @@ TEST_F(ResponseProcessing, UnexpectedCalibrationPageIsSettledAndShownAsACharacte
   EXPECT_EQ(Recorded(), (Messages{{"Headset returned an unexpected calibration memory page number \t", 1},
                                   {"Headset returned an unexpected calibration memory page number A", 1}}));
   EXPECT_TRUE(command.ReplyIsFinal());
-  EXPECT_EQ(headset.calibrationImage, imageBefore);
-  EXPECT_TRUE(headset.calibrationPagesReceived.empty());
+  EXPECT_EQ(headset.calibrationImage, blank);
+
+  for (int page : {3, 0, 3, 7, 1, 6, 2, 5, 5, 7})
+    Process(Family::CalibrationMemory, page, CalibrationPage(page));
+  EXPECT_EQ(headset.calibrationPagesReceived, (std::set<int>{0, 1, 2, 3, 5, 6, 7}));
+  Process(Family::CalibrationMemory, 4, CalibrationPage(4));
+  EXPECT_TRUE(headset.calibrationPagesReceived.empty());  // interpretation empties it
+  for (std::size_t i = 0; i < QVT::Headset::kCalibrationMemorySize; ++i)
+    EXPECT_EQ(headset.calibrationImage[i], i);
 }
 
 TEST_F(ResponseProcessing, EchoOfTheGreetingMarksTheHeadsetReady) {
