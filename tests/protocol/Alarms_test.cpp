@@ -20,18 +20,14 @@ using QVT::FormatAlarmMessage;
 using Codes = std::deque<std::int32_t>;
 
 // Users and tools match on these texts, so the quirks are pinned byte for
-// byte; so are the texts of codes outside the table, which differ from each
-// other.
+// byte (alarm processing pins more); so are the texts of codes outside the
+// table, which differ from each other.
 TEST(AlarmTable, KeepsQuirkyTextsByteForByte) {
   const QVT::AlarmDescription pinned[] = {
       {514, "PowerDown", "Unit powering down.  Good night"},
-      {522, "CommandError",
-       "Unable to execute command 0x%02x with parameter 0x%02x, due to error code 0x%02x"},
       {536, "STDSyncError427", "427 STD sync err, working #%d, packet in #%d, chip #%d "},
       {550, "SDCardLacksConfig", "Velmar Config file not found on the SD Card"},
       {1540, "Slave_PowerDown", "xxx Slave powering down.  Good night"},
-      {1542, "Slave_CommandError",
-       "Unable to execute [command= 0x%x],[parameter 0x%x], do to [error code %d]"},
       {1564, "Slave_DAQStateChange", "Data Acquisition system state change to state [0x%d]"},
       {512, "UnknownAlarm", "Unknown Alarm Code = %d"},
       {1536, "Slave_UnknownAlarm", "Unknown Alarm Code =[%d]"},

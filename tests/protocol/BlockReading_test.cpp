@@ -7,17 +7,15 @@
 
 #include "core/Headset.h"
 #include "headset/HeadsetWire.h"
-#include "support/MessageRecorder.h"
+#include "protocol/RecordedMessages.h"
 #include "support/TestHeadsets.h"
 #include "util/Text.h"
 
 namespace {
 
 using QVT::Headset;
-using QVT::testing::MessageRecorder;
 using QVT::testing::RecordedMessage;
 using QVT::testing::ThrownMessage;
-using Messages = std::vector<RecordedMessage>;
 namespace Wire = QVT::testing;
 
 std::string Block(std::uint16_t number, const std::string& packets = "") {
@@ -33,30 +31,21 @@ std::string Decoded(int packets, int block) {
   return "Decoded " + std::to_string(packets) + " packet(s) from block " + std::to_string(block);
 }
 
-class BlockReading : public ::testing::Test {
+class BlockReading : public RecordingHeadsetTest {
  protected:
-  BlockReading() : headset("deferred") {
+  BlockReading() {
     headset.SimulateInput();
-    MessageRecorder::Clear();
-    headset.messageCallback.Set(MessageRecorder::Callback);
     headset.verbosity = 4;
   }
 
   void Feed(const std::string& bytes) { headset.FeedFakeData(bytes.data(), bytes.size()); }
   std::size_t Unread() const { return headset.simulatedInput.size(); }
   static int Count(const std::string& text, int level) { return MessageRecorder::Count(text, level); }
-  void AwaitEcho(QVT::Command& command, int id) {
-    command.Init(QVT::CommandDestination::Master, QVT::CommandFamily::Echo, nullptr, 0);
-    command.Sign(id);
-    headset.pendingCommand = &command;
-  }
-
-  Headset headset;
 };
 
 TEST_F(BlockReading, WellFormedBlockDispatchesEachPacketAndSkipsPadding) {
   QVT::Command command;
-  AwaitEcho(command, 5);
+  AwaitReply(command, 5);
   headset.verbosity = 6;
   const std::string block = Block(
       7, std::string(2, '\0') + Reserved("ab") + std::string(3, '\0') + Wire::EncodePacket(0xFF, 0, "zz") +
@@ -118,7 +107,7 @@ TEST_F(BlockReading, ShortPacketAreaTailsAreReportedAsLeftOver) {
 // dispatched all the same, with what lies behind the block.
 TEST_F(BlockReading, ResponseAtTheEndOfTheLongestBlockReadsZerosBehindIt) {
   QVT::Command command;
-  AwaitEcho(command, 9);
+  AwaitReply(command, 9);
   std::string packets;
   for (int i = 0; i < 4; ++i) packets += Reserved(std::string(242, 'f'));
   std::string response = Wire::EncodeResponse(1, QVT::CommandFamily::Echo, 9, "");
@@ -281,20 +270,6 @@ TEST(BlockReadingWithoutLink, RefusesWithPlainStringsThatPassThrough) {
   EXPECT_EQ(ThrownMessage([&] { headset.Resynchronize(); }), noResync);
   headset.resynchronizationNeeded = true;
   EXPECT_EQ(ThrownMessage([&] { headset.TryToReadBlock(); }), noResync);
-}
-
-TEST_F(BlockReading, NullTerminatedStringStopsAtTheFirstZero) {
-  headset.verbosity = 3;
-  EXPECT_EQ(headset.NullTerminatedString("abcd", 4), "abcd");
-  EXPECT_TRUE(MessageRecorder::All().empty());
-
-  EXPECT_EQ(headset.NullTerminatedString("ab\0d", 4), "ab");
-  EXPECT_EQ(MessageRecorder::All(),
-            (Messages{{"QVT message overflow - extraneous bytes received in \"\\x61\\x62\\x00\\x64\"", 3}}));
-
-  headset.verbosity = 2;
-  EXPECT_EQ(headset.NullTerminatedString("\0bcd", 4), "");
-  EXPECT_EQ(MessageRecorder::All().size(), 1u);
 }
 
 }  // namespace

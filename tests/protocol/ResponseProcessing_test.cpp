@@ -100,6 +100,9 @@ TEST_F(ResponseProcessing, StoresWhatTheHeadsetReports) {
   Process(Family::FirmwareRevision, 2, Text("2.0b"), 'q', kSlave);
   Process(Family::FirmwareRevisionSub, 3, {4, 17, 0xFF, 0xFF});
   Process(Family::FirmwareRevisionSub, 4, {4, 201, 0, 0}, 0xEE, kSlave);
+  // The text ends at the first zero, and a text shorter than its field is reported.
+  EXPECT_TRUE(
+      WasIssued("QVT message overflow - extraneous bytes received in \"\\x31\\x2E\\x34\\x00\\x7A\"", 3));
   EXPECT_EQ(headset.firmwareRevisionMaster, "1.4");
   EXPECT_EQ(headset.firmwareRevisionSlave, "2.0b");
   EXPECT_EQ(headset.firmwareSubRevisionMaster, (std::map<int, int>{{4, 17}}));
