@@ -350,7 +350,6 @@ TEST(CommandsWithoutLink, RefuseBeforeWritingAndReturnAtOnceOnSimulatedInput) {
   const auto start = std::chrono::steady_clock::now();
   EXPECT_TRUE(headset.Send(command, 0.5, 0, 0.0));
   EXPECT_TRUE(headset.QueryDeviceID());
-  EXPECT_TRUE(headset.QuerySensorInfo());
   EXPECT_TRUE(headset.Echo("QVT Ready", 2.0, 10));
   EXPECT_TRUE(headset.VerifyConnection());
   EXPECT_LT(SecondsSince(start), 0.5);
