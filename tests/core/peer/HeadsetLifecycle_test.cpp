@@ -26,13 +26,7 @@
 namespace {
 
 using QVT::Headset;
-using QVT::testing::HeadsetPeer;
-using QVT::testing::MessageRecorder;
-using QVT::testing::PeerProfile;
-using QVT::testing::PeerReaction;
-using QVT::testing::PseudoTerminal;
-using QVT::testing::RecordedMessage;
-using QVT::testing::WrittenCommand;
+using namespace QVT::testing;
 namespace Family = QVT::CommandFamily;
 
 constexpr int kMaster = 1, kSlave = 2;
@@ -69,7 +63,7 @@ class ConnectedHeadset : public ::testing::Test {
   static void SetUpTestSuite() {
     pty = new PseudoTerminal;
     PeerProfile profile;
-    profile.calibration = QVT::testing::TenTwentyCalibrationImage();
+    profile.calibration = TenTwentyCalibrationImage();
     peer = new HeadsetPeer(*pty, profile);
     MessageRecorder::Clear();
     headset = new Headset("deferred");
