@@ -55,6 +55,8 @@ TEST(Reports, DeferredHeadsetKnowsNothingYet) {
   const std::string info = headset.InfoString();
   for (const char* line :
        {"\n           'HardwareModel' : '?\?\?',\n", "\n            'SerialNumber' : 4294967295,\n",
+        "\n        'FirmwareRevision' : '?\?\? () + ?\?\? ()',\n",
+        "\n            'BatteryLevel' : [ -1, -1 ],\n", "\n            'SamplingRate' : -1,\n",
         "\n'CalibrationLayoutVersion' : -1,\n", "\n     'TimeOnboardClockSet' : '',\n",
         "\n         'AnalogResetMode' : -1,\n}"})
     EXPECT_NE(info.find(line), std::string::npos) << line << " not in\n" << info;
