@@ -99,6 +99,22 @@ TEST_F(HeadsetBuffering, ControllerUpdatesAfterTheIntervalWithinHalfASamplePerio
   EXPECT_EQ(h->updateCount, 1.0);
 }
 
+// Every reset restarts the pacing clock from now; only a full one forgets
+// the controller's updates, and a zero rate keeps the estimate.
+TEST_F(HeadsetBuffering, RebaseRestartsThePacingClockAndAFullOneTheController) {
+  h->batchIndex = 7;
+  h->driftCorrection = 0.5;
+  h->updateCount = 3.0;
+  h->RebaseBufferingController(0.0, false);
+  EXPECT_EQ(h->driftCorrection, 0.0);
+  EXPECT_EQ(h->updateCount, 3.0);
+  EXPECT_EQ(h->lastUpdateBatchIndex, 7u);
+  EXPECT_EQ(h->estimatedSampleRate, 300.0);
+  h->RebaseBufferingController(450.0, true);
+  EXPECT_EQ(h->updateCount, 0.0);
+  EXPECT_EQ(h->estimatedSampleRate, 450.0);
+}
+
 TEST_F(HeadsetBuffering, OverfullBufferResetsWithoutUpdate) {
   h->verbosity = 4;
   h->updateInterval = 0.0;

@@ -200,8 +200,10 @@ TEST(CarelessArguments, GiveTheLibrarysOwnErrorOrADefinedResult) {
       {"battery -7", [&] { return QVT_Headset_GetBatteryLevel(x, -7) == 0.0; }, ""},
       {"channel index beyond", [&] { return QVT_Headset_GetChannelByIndex(x, UINT_MAX) == nullptr; }, "?"},
   });
-  // Nothing refused was half done.
+  // Nothing refused was half done; what is accepted is done in full.
   EXPECT_EQ(QVT_Channel_GetBufferCapacity(fz), 3000u);
+  QVT_Headset_ReallocateBuffers(x, 2.0, 0.5);
+  EXPECT_EQ(QVT_Channel_GetBufferCapacity(fz), 600u);
   EXPECT_EQ(QVT_ProcessingStage_GetNumberOfChannels(stage), stageChannels);
   QVT_ClearError();
 }
