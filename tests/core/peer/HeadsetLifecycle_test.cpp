@@ -83,18 +83,12 @@ class ConnectedHeadset : public ::testing::Test {
     delete pty;
   }
 
-  static PseudoTerminal* pty;
-  static HeadsetPeer* peer;
-  static Headset* headset;
-  static double handshakeSeconds;
-  static std::vector<RecordedMessage> handshakeMessages;
+  static inline PseudoTerminal* pty = nullptr;
+  static inline HeadsetPeer* peer = nullptr;
+  static inline Headset* headset = nullptr;
+  static inline double handshakeSeconds = 0.0;
+  static inline std::vector<RecordedMessage> handshakeMessages;
 };
-
-PseudoTerminal* ConnectedHeadset::pty = nullptr;
-HeadsetPeer* ConnectedHeadset::peer = nullptr;
-Headset* ConnectedHeadset::headset = nullptr;
-double ConnectedHeadset::handshakeSeconds = 0.0;
-std::vector<RecordedMessage> ConnectedHeadset::handshakeMessages;
 
 TEST_F(ConnectedHeadset, HandshakeQueriesTheHeadsetInOrder) {
   // Destination, family and payload; the clock is set to the computer's time.
