@@ -12,9 +12,7 @@ using namespace QVT;
 using namespace QVT::testing;
 
 TEST(BufferingController, ArithmeticRoundsAndClampsBothWays) {
-  EXPECT_DOUBLE_EQ(Buffering::RoundToMultiple(0.25, 0.06), 0.24);
   EXPECT_DOUBLE_EQ(Buffering::RoundToMultiple(0.09, 0.06), 0.12);  // halves round up
-  EXPECT_EQ(Buffering::SamplesIn(-1.0, 10.0), 0u);                 // rate still unknown
   // Too little buffered lowers the rate; the derivative runs from the previous error.
   const auto small = Buffering::UpdateController(-0.02, 0.0, 0.0, false, 0.24, {0.01, 0, 0}, 300);
   EXPECT_DOUBLE_EQ(small.correction, -0.0002);
@@ -97,6 +95,22 @@ TEST_F(HeadsetBuffering, ControllerUpdatesAfterTheIntervalWithinHalfASamplePerio
           "Buffering error = 0.0133333; integrated = 0.0032; derivative = 0; correction = -0.00166667"});
   EXPECT_TRUE(MessageRecorder::Contains("Estimated sample rate updated to 600", 3));
   EXPECT_EQ(h->updateCount, 1.0);
+}
+
+// Every reset restarts the pacing clock from now; only a full one forgets
+// the controller's updates, and a zero rate keeps the estimate.
+TEST_F(HeadsetBuffering, RebaseRestartsThePacingClockAndAFullOneTheController) {
+  h->batchIndex = 7;
+  h->driftCorrection = 0.5;
+  h->updateCount = 3.0;
+  h->RebaseBufferingController(0.0, false);
+  EXPECT_EQ(h->driftCorrection, 0.0);
+  EXPECT_EQ(h->updateCount, 3.0);
+  EXPECT_EQ(h->lastUpdateBatchIndex, 7u);
+  EXPECT_EQ(h->estimatedSampleRate, 300.0);
+  h->RebaseBufferingController(450.0, true);
+  EXPECT_EQ(h->updateCount, 0.0);
+  EXPECT_EQ(h->estimatedSampleRate, 450.0);
 }
 
 TEST_F(HeadsetBuffering, OverfullBufferResetsWithoutUpdate) {

@@ -6,11 +6,12 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <ctime>
 #include <filesystem>
 #include <functional>
 #include <memory>
-#include <sstream>
+#include <regex>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -25,13 +26,7 @@
 namespace {
 
 using QVT::Headset;
-using QVT::testing::HeadsetPeer;
-using QVT::testing::MessageRecorder;
-using QVT::testing::PeerProfile;
-using QVT::testing::PeerReaction;
-using QVT::testing::PseudoTerminal;
-using QVT::testing::RecordedMessage;
-using QVT::testing::WrittenCommand;
+using namespace QVT::testing;
 namespace Family = QVT::CommandFamily;
 
 constexpr int kMaster = 1, kSlave = 2;
@@ -68,7 +63,7 @@ class ConnectedHeadset : public ::testing::Test {
   static void SetUpTestSuite() {
     pty = new PseudoTerminal;
     PeerProfile profile;
-    profile.calibration = QVT::testing::TenTwentyCalibrationImage();
+    profile.calibration = TenTwentyCalibrationImage();
     peer = new HeadsetPeer(*pty, profile);
     MessageRecorder::Clear();
     headset = new Headset("deferred");
@@ -88,18 +83,12 @@ class ConnectedHeadset : public ::testing::Test {
     delete pty;
   }
 
-  static PseudoTerminal* pty;
-  static HeadsetPeer* peer;
-  static Headset* headset;
-  static double handshakeSeconds;
-  static std::vector<RecordedMessage> handshakeMessages;
+  static inline PseudoTerminal* pty = nullptr;
+  static inline HeadsetPeer* peer = nullptr;
+  static inline Headset* headset = nullptr;
+  static inline double handshakeSeconds = 0.0;
+  static inline std::vector<RecordedMessage> handshakeMessages;
 };
-
-PseudoTerminal* ConnectedHeadset::pty = nullptr;
-HeadsetPeer* ConnectedHeadset::peer = nullptr;
-Headset* ConnectedHeadset::headset = nullptr;
-double ConnectedHeadset::handshakeSeconds = 0.0;
-std::vector<RecordedMessage> ConnectedHeadset::handshakeMessages;
 
 TEST_F(ConnectedHeadset, HandshakeQueriesTheHeadsetInOrder) {
   // Destination, family and payload; the clock is set to the computer's time.
@@ -135,19 +124,18 @@ TEST_F(ConnectedHeadset, HandshakeQueriesTheHeadsetInOrder) {
   EXPECT_EQ(handshakeMessages.front(), (RecordedMessage{"Connected to " + pty->SlavePath(), 2}));
 }
 
-// The date in a report line, checked to be within a minute of now.
+// Within a minute of now.
 bool IsRecentDate(const std::string& text) {
   std::tm local{};
   const char* end = strptime(text.c_str(), "%Y-%m-%d %H:%M:%S", &local);
   if (end == nullptr || *end != '\0') return false;
   local.tm_isdst = -1;
-  const double offset = std::difftime(std::mktime(&local), std::time(nullptr));
-  return offset > -60.0 && offset < 60.0;
+  return std::abs(std::difftime(std::mktime(&local), std::time(nullptr))) < 60.0;
 }
 
 TEST_F(ConnectedHeadset, InfoStringAlignsEveryKey) {
   const Headset& h = *headset;
-  const std::vector<std::string> expected = {
+  const std::vector<std::string> lines = {
       "{",
       "           'HardwareModel' : 'TestHeadset',",
       "        'HardwareRevision' : 'R1',",
@@ -163,34 +151,22 @@ TEST_F(ConnectedHeadset, InfoStringAlignsEveryKey) {
       "            'SamplingRate' : 300,",
       "       'AccelerometerRate' : 100,",
       "            'BatteryLevel' : [ 87, 85 ],",
-      "     'TimeOnboardClockSet' : (date)",
-      " 'TimeOnboardClockQueried' : (date)",
-      "     'TimeBatteryMeasured' : (date)",
+      "     'TimeOnboardClockSet' : (date),",
+      " 'TimeOnboardClockQueried' : (date),",
+      "     'TimeBatteryMeasured' : (date),",
       "              'FilterMode' : 1,",
       "     'DataAcquisitionMode' : 0,",
       "     'ImpedanceDriverMode' : 0,",
       "         'AnalogResetMode' : 0,",
       "}",
   };
+  std::string expected;
+  for (const std::string& line : lines) expected += line + (line == "}" ? "" : "\n");
   const std::string info = h.InfoString();
-  ASSERT_EQ(info.back(), '}');
-  std::vector<std::string> lines;
-  std::istringstream in(info);
-  for (std::string line; std::getline(in, line);) lines.push_back(line);
-  ASSERT_EQ(lines.size(), expected.size()) << info;
-  for (std::size_t i = 0; i < lines.size(); ++i) {
-    const std::size_t date = expected[i].find("(date)");
-    if (date == std::string::npos) {
-      EXPECT_EQ(lines[i], expected[i]);
-      continue;
-    }
-    // "'YYYY-MM-DD HH:MM:SS',"
-    ASSERT_EQ(lines[i].substr(0, date), expected[i].substr(0, date));
-    const std::string value = lines[i].substr(date);
-    ASSERT_EQ(value.size(), 22u) << lines[i];
-    EXPECT_TRUE(IsRecentDate(value.substr(1, 19))) << lines[i];
-    EXPECT_EQ(value.substr(20), "',");
-  }
+  const std::regex date("'(\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d)'");
+  for (std::sregex_iterator m(info.begin(), info.end(), date), end; m != end; ++m)
+    EXPECT_TRUE(IsRecentDate((*m)[1])) << (*m)[1];
+  EXPECT_EQ(std::regex_replace(info, date, "(date)"), expected);
 }
 
 TEST_F(ConnectedHeadset, BackgroundAcquisitionStartsStopsAndRestarts) {
@@ -274,26 +250,6 @@ TEST_F(BareConnection, WatchdogReportsASilentLinkOnce) {
   EXPECT_FALSE(headset->IsConnected());
 }
 
-TEST_F(BareConnection, DeletionWhileStreamingStopsTheStreamPromptly) {
-  for (const bool inBackground : {true, false}) {
-    SCOPED_TRACE(inBackground ? "background acquisition" : "started by the client");
-    auto headset = Connected();
-    ASSERT_TRUE(headset->QueryDataAcquisitionMode());
-    const std::size_t before = peer.Commands().size();
-    ASSERT_TRUE(inBackground ? headset->StartBackgroundAcquisition() : headset->StartDataAcquisition());
-    ASSERT_TRUE(SeeData(peer, 30));
-
-    const auto start = std::chrono::steady_clock::now();
-    headset.reset();
-    EXPECT_LT(std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count(), 1.5);
-    EXPECT_FALSE(peer.Streaming());
-    EXPECT_EQ(AcquisitionCommands(peer, before), (std::vector<std::string>{kStart, kStop}));
-  }
-  EXPECT_TRUE(MessageRecorder::All().empty());
-}
-
-}  // namespace
-
 namespace {
 
 std::size_t OpenDescriptors() {
@@ -304,22 +260,29 @@ std::size_t OpenDescriptors() {
 
 }  // namespace
 
-// Connect, stream (in the background or not), delete while streaming, a
-// hundred times: every delete is prompt and no descriptor stays behind
-// (leaks are LeakSanitizer's, under make asan).
-TEST_F(BareConnection, HundredCyclesLeaveNothingBehind) {
+// Connect, stream (in the background or by the client), delete while
+// streaming, a hundred times: every delete stops the stream promptly and no
+// descriptor stays behind (leaks are LeakSanitizer's, under make asan).
+TEST_F(BareConnection, HundredDeletionsWhileStreamingLeaveNothingBehind) {
   const std::size_t descriptors = OpenDescriptors();
   double slowest = 0.0;
   for (int cycle = 0; cycle < 100; ++cycle) {
+    SCOPED_TRACE(cycle);
     auto headset = Connected();
     ASSERT_TRUE(headset->QueryDataAcquisitionMode());
+    const std::size_t before = peer.Commands().size();
     ASSERT_TRUE(cycle % 2 == 0 ? headset->StartBackgroundAcquisition() : headset->StartDataAcquisition());
     ASSERT_TRUE(SeeData(peer, 6));
     const auto start = std::chrono::steady_clock::now();
     headset.reset();
     slowest =
         std::max(slowest, std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
+    ASSERT_FALSE(peer.Streaming());
+    ASSERT_EQ(AcquisitionCommands(peer, before), (std::vector<std::string>{kStart, kStop}));
   }
   EXPECT_LT(slowest, 1.0);
   EXPECT_EQ(OpenDescriptors(), descriptors);
+  EXPECT_TRUE(MessageRecorder::All().empty());
 }
+
+}  // namespace
