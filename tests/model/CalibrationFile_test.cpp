@@ -9,8 +9,10 @@
 
 #include "core/Headset.h"
 #include "headset/CalibrationImages.h"
+#include "support/TestHeadsets.h"
 
 using QVT::CalibrationImage;
+using QVT::testing::ThrownMessage;
 
 namespace {
 
@@ -31,15 +33,6 @@ CalibrationImage Read(const std::string& bytes, const std::string& format) {
   return QVT::ReadCalibrationDump(in, format, "cal.txt");
 }
 
-std::string ReadFailure(const std::string& bytes, const std::string& format) {
-  try {
-    Read(bytes, format);
-  } catch (const std::string& message) {
-    return message;
-  }
-  return "(no failure)";
-}
-
 // n decimal numbers 0, 1, 2, ... separated by blanks, without a final blank.
 std::string Numbers(int n) {
   std::string text;
@@ -48,8 +41,6 @@ std::string Numbers(int n) {
 }
 
 const std::string kDecimalFailure = "failed to read 128 8-bit decimal-formatted values from cal.txt";
-const std::string kHeaderFailure =
-    "file \"cal.txt\" has unexpected format - expected it to begin with 'DEC\\n', 'HEX\\n' or 'BIN\\n'";
 
 }  // namespace
 
@@ -64,121 +55,87 @@ TEST(CalibrationDump, WritesHeaderThenSixteenLinesOrRawBytes) {
   EXPECT_EQ(Dump(QVT::testing::UnprogrammedCalibrationImage(), "BIN"), "BIN\n" + std::string(128, '\xFF'));
 }
 
-TEST(CalibrationRead, TextDumpsReadBackUnchanged) {
+TEST(CalibrationRead, DumpsReadBackAndBinaryHeaderModeShiftsInTheLineFeed) {
   const CalibrationImage image = QVT::testing::TenTwentyCalibrationImage();
-  EXPECT_EQ(Read(Dump(image, "DEC"), ""), image);
-  EXPECT_EQ(Read(Dump(image, "HEX"), ""), image);
-  EXPECT_EQ(Read(Dump(image, "HEX"), "hex"), image);
-  EXPECT_EQ(Read(Dump(image, "DEC"), " dec "), image);
-}
-
-TEST(CalibrationRead, BinaryDumpInHeaderModeStartsWithTheHeaderLineFeed) {
-  const CalibrationImage image = Counting();
-  const CalibrationImage read = Read(Dump(image, "BIN"), "");
-  EXPECT_EQ(read[0], '\n');
-  for (std::size_t i = 1; i < read.size(); ++i) EXPECT_EQ(read[i], image[i - 1]) << i;
-  // Header mode counts that line feed, so 127 more bytes suffice.
-  EXPECT_EQ(Read("BIN\n" + std::string(127, 'x'), "")[127], 'x');
-}
-
-TEST(CalibrationRead, ExplicitBinaryIsAHeaderlessRawImage) {
-  const CalibrationImage image = Counting();
-  const std::string raw(image.begin(), image.end());
-  EXPECT_EQ(Read(raw, "bin"), image);
+  for (const char* format : {"DEC", "HEX"}) {
+    EXPECT_EQ(Read(Dump(image, format), ""), image) << format;
+    EXPECT_EQ(Read(Dump(image, format), std::string(" ") + format + " "), image) << format;
+  }
+  const CalibrationImage counting = Counting();
+  const CalibrationImage shifted = Read(Dump(counting, "BIN"), "");
+  EXPECT_EQ(shifted[0], '\n');
+  EXPECT_TRUE(std::equal(shifted.begin() + 1, shifted.end(), counting.begin()));
+  // An explicit BIN is a headerless raw image, even when it holds a header.
+  const std::string raw(counting.begin(), counting.end());
+  EXPECT_EQ(Read(raw, "bin"), counting);
   const CalibrationImage read = Read("BIN\n" + raw, "BIN");
   EXPECT_EQ(std::string(read.begin(), read.begin() + 5), "BIN\n\x05");
 }
 
-TEST(CalibrationRead, ExplicitFormatMakesTheHeaderOptional) {
+TEST(CalibrationRead, FormatDecidesBaseNumbersKeepTheirLowByteAndTextMustEndAfterTheLast) {
   const std::string text = Numbers(128) + "\n";
-  EXPECT_EQ(Read(text, "dec ")[127], 127);
-  EXPECT_EQ(Read(text, "HEX")[127], 0x27);  // 0x127, low byte
-  EXPECT_EQ(ReadFailure(text, ""), kHeaderFailure);
-  // A header naming another format is read as data.
-  EXPECT_EQ(ReadFailure("HEX\n" + text, "DEC"), kDecimalFailure);
-}
-
-TEST(CalibrationRead, HeaderDecidesTheBaseAndNumbersKeepTheirLowByte) {
-  EXPECT_EQ(Read("hex\n" + Numbers(128) + "\n", "")[16], 0x16);
-  const CalibrationImage read = Read("DEC\n300 -1 +7 " + Numbers(125) + "\n", "");
-  EXPECT_EQ(read[0], 44);
-  EXPECT_EQ(read[1], 255);
-  EXPECT_EQ(read[2], 7);
-}
-
-TEST(CalibrationRead, TextMustNotEndRightAfterTheLastNumber) {
-  EXPECT_EQ(ReadFailure("DEC\n" + Numbers(127) + "\n", ""), kDecimalFailure);
-  EXPECT_EQ(ReadFailure("DEC\n" + Numbers(128), ""), kDecimalFailure);
-  EXPECT_EQ(ReadFailure("HEX\n" + Numbers(128), ""),
-            "failed to read 128 8-bit hex-formatted values from cal.txt");
-  EXPECT_EQ(ReadFailure("DEC\n" + Numbers(100) + " x " + Numbers(28) + "\n", ""), kDecimalFailure);
-  EXPECT_EQ(ReadFailure("DEC", "DEC"), kDecimalFailure);
-}
-
-TEST(CalibrationRead, ShortBinaryAndUnknownFormatsAreRefused) {
+  const std::string header =
+      "file \"cal.txt\" has unexpected format - expected it to begin with 'DEC\\n', 'HEX\\n' or 'BIN\\n'";
   const std::string shortBinary = "failed to read 128 raw bytes (after 'BIN\n' header) from cal.txt";
-  EXPECT_EQ(ReadFailure("BIN\n" + std::string(126, 'x'), ""), shortBinary);
-  EXPECT_EQ(ReadFailure(std::string(127, 'x'), "BIN"), shortBinary);
-  EXPECT_EQ(ReadFailure("", ""), kHeaderFailure);
-  EXPECT_EQ(ReadFailure("OCT\n1 2 3\n", " oct"), "unrecognized format \"OCT\"");
+  const struct {
+    std::string bytes, format, failure;
+    std::size_t index = 0;
+    int value = 0;
+  } cases[] = {
+      {text, "dec ", "", 127, 127},  // an explicit format makes the header optional
+      {text, "HEX", "", 127, 0x27},  // 0x127, low byte
+      {"hex\n" + text, "", "", 16, 0x16},
+      {"DEC\n300 -1 +7 " + Numbers(125) + "\n", "", "", 0, 44},
+      {"DEC\n300 -1 +7 " + Numbers(125) + "\n", "", "", 1, 255},
+      {"DEC\n300 -1 +7 " + Numbers(125) + "\n", "", "", 2, 7},
+      {"BIN\n" + std::string(127, 'x'), "", "", 127, 'x'},  // the header's line feed counts
+      {text, "", header},
+      {"", "", header},
+      {"HEX\n" + text, "DEC", kDecimalFailure},  // a header naming another format is data
+      {"DEC\n" + Numbers(127) + "\n", "", kDecimalFailure},
+      {"DEC\n" + Numbers(128), "", kDecimalFailure},
+      {"HEX\n" + Numbers(128), "", "failed to read 128 8-bit hex-formatted values from cal.txt"},
+      {"DEC\n" + Numbers(100) + " x " + Numbers(28) + "\n", "", kDecimalFailure},
+      {"DEC", "DEC", kDecimalFailure},
+      {"BIN\n" + std::string(126, 'x'), "", shortBinary},
+      {std::string(127, 'x'), "BIN", shortBinary},
+      {"OCT\n1 2 3\n", " oct", "unrecognized format \"OCT\""},
+  };
+  for (const auto& c : cases) {
+    CalibrationImage image{};
+    EXPECT_EQ(ThrownMessage([&] { image = Read(c.bytes, c.format); }),
+              c.failure.empty() ? "(no failure)" : c.failure)
+        << c.bytes.substr(0, 12) << "|" << c.format;
+    EXPECT_EQ(image[c.index], c.failure.empty() ? c.value : 0) << c.bytes.substr(0, 12) << "|" << c.format;
+  }
 }
 
-namespace {
-
-class CalibrationFileOfHeadset : public ::testing::Test {
- protected:
-  CalibrationFileOfHeadset() : h("deferred") {
-    h.messageCallback.Set(nullptr);
-    h.InterpretCalibrationMemory(QVT::testing::TenTwentyCalibrationImage().data());
-  }
-  static std::string PathOf(const std::string& name) {
-    return ::testing::TempDir() + "qvt_calibration_" + name;
-  }
-
-  QVT::Headset h;
-};
-
-}  // namespace
-
-TEST_F(CalibrationFileOfHeadset, DumpLoadsIntoAnotherHeadset) {
-  const std::string path = PathOf("dump.hex");
-  h.DumpCalibrationMemoryToFile(path, "hex");
-  QVT::Headset other("deferred");
+TEST(CalibrationFileOfHeadset, DumpLoadsIntoAnotherHeadsetAndFailuresChangeNothing) {
+  QVT::Headset h("deferred"), other("deferred");
+  h.messageCallback.Set(nullptr);
   other.messageCallback.Set(nullptr);
+  h.InterpretCalibrationMemory(QVT::testing::TenTwentyCalibrationImage().data());
+  const std::string path = ::testing::TempDir() + "qvt_calibration_dump.hex";
+  std::remove(path.c_str());
+  EXPECT_EQ(ThrownMessage([&] { h.DumpCalibrationMemoryToFile(path, " octal"); }),
+            "unrecognized dump file format \"OCTAL\"");
+  EXPECT_FALSE(std::ifstream(path).good());  // refused before the file is touched
+  EXPECT_EQ(ThrownMessage([&] { h.DumpCalibrationMemoryToFile(::testing::TempDir(), "DEC"); }),
+            "failed to open \"" + ::testing::TempDir() + "\" to dump calibration memory");
+
+  h.DumpCalibrationMemoryToFile(path, "hex");
   other.ReadCalibrationMemoryFromFile(path, "");
   EXPECT_EQ(other.calibrationImage, h.calibrationImage);
   ASSERT_EQ(other.sources.size(), 42u);
   EXPECT_EQ(other.sources[17]->name, "CM");
-  std::remove(path.c_str());
-}
 
-TEST_F(CalibrationFileOfHeadset, FailedReadsLeaveImageAndSourcesAlone) {
-  const CalibrationImage before = h.calibrationImage;
   ASSERT_TRUE(h.RenameSource("Cz", "Vertex"));
-  const std::string path = PathOf("short.dec");
   std::ofstream(path, std::ios::binary) << "DEC\n" + Numbers(127) + "\n";
-  EXPECT_THROW(h.ReadCalibrationMemoryFromFile(path, ""), std::string);
+  EXPECT_EQ(ThrownMessage([&] { h.ReadCalibrationMemoryFromFile(path, ""); }),
+            "failed to read 128 8-bit decimal-formatted values from " + path);
   std::remove(path.c_str());
-  try {
-    h.ReadCalibrationMemoryFromFile(path, "DEC");
-    ADD_FAILURE();
-  } catch (const std::string& m) {
-    EXPECT_EQ(m, "failed to open \"" + path + "\" to read calibration memory");
-  }
-  EXPECT_EQ(h.calibrationImage, before);
+  EXPECT_EQ(ThrownMessage([&] { h.ReadCalibrationMemoryFromFile(path, "DEC"); }),
+            "failed to open \"" + path + "\" to read calibration memory");
+  EXPECT_EQ(h.calibrationImage, other.calibrationImage);
   EXPECT_EQ(h.sources.at(11)->name, "Vertex");
-}
-
-TEST_F(CalibrationFileOfHeadset, DumpRefusesBadFormatsBeforeTouchingTheFile) {
-  const std::string path = PathOf("never.txt");
-  std::remove(path.c_str());
-  try {
-    h.DumpCalibrationMemoryToFile(path, " octal");
-    ADD_FAILURE();
-  } catch (const std::string& m) {
-    EXPECT_EQ(m, "unrecognized dump file format \"OCTAL\"");
-  }
-  EXPECT_FALSE(std::ifstream(path).good());
-  const std::string directory = ::testing::TempDir();
-  EXPECT_THROW(h.DumpCalibrationMemoryToFile(directory, "DEC"), std::string);
 }
