@@ -6,7 +6,10 @@
 #include <memory>
 #include <string>
 
+#include "support/TestHeadsets.h"
+
 using namespace QVT;
+using QVT::testing::ThrownMessage;
 
 namespace {
 
@@ -25,15 +28,6 @@ class ChannelTest : public ::testing::Test {
   Source a1{SourceID::A1, "A1", 0, 1.0, 0.0};
   Source a2{SourceID::A2, "A2", 0, 1.0, 0.0};
 };
-
-std::string LookBackError(const Channel& c, unsigned long n) {
-  try {
-    c.LookBack(n, true);
-  } catch (const std::string& e) {
-    return e;
-  }
-  return "";
-}
 
 }  // namespace
 
@@ -79,21 +73,30 @@ TEST_F(ChannelTest, LookBackReachesOnlyUnreadValues) {
   c.buffer.Read();
   EXPECT_EQ(c.LookBack(1, true), 2.0);
   EXPECT_EQ(c.LookBack(2, false), 0.0);
-  EXPECT_EQ(LookBackError(c, 2), "cannot look back 2 steps: 2 samples available");
-  EXPECT_EQ(LookBackError(c, 4), "cannot look back 4 steps: buffer size is 4");
+  EXPECT_EQ(ThrownMessage([&] { c.LookBack(2, true); }), "cannot look back 2 steps: 2 samples available");
+  EXPECT_EQ(ThrownMessage([&] { c.LookBack(4, true); }), "cannot look back 4 steps: buffer size is 4");
 }
 
 TEST_F(ChannelTest, FormulaWritesSmallRatiosAndSigns) {
-  EXPECT_EQ(Make({&fz, &cz}, {1.0, -1.0})->String(true), "Fz-Cz");
-  const auto ears = Make({&a1, &a2}, {0.5, 0.5});
-  EXPECT_EQ(ears->String(true), "A1/2+A2/2");
-  EXPECT_EQ(ears->String(false), "A1/2");
-  EXPECT_EQ(Make({&cz}, {3.0})->String(true), "Cz*3");
-  EXPECT_EQ(Make({&cz}, {-1.5})->String(true), "-Cz*3/2");
-  EXPECT_EQ(Make({&cz}, {1.0 / 24.0 + 1e-12})->String(true), "Cz/24");
-  EXPECT_EQ(Make({&cz}, {25.0})->String(true), "Cz25");
-  // A weight without a ratio does not end a short formula.
-  EXPECT_EQ(Make({&fz, &cz, &a1}, {0.123, -1.0, 1.0})->String(false), "Fz0.123-Cz");
-  // Only index 0 goes without "+", even when its weight is skipped.
-  EXPECT_EQ(Make({&fz, &cz}, {0.0, 1.0})->String(true), "+Cz");
+  const struct {
+    std::vector<Source*> sources;
+    std::vector<double> weights;
+    const char *full, *shortForm;
+  } cases[] = {
+      {{&fz, &cz}, {1.0, -1.0}, "Fz-Cz", "Fz"},
+      {{&a1, &a2}, {0.5, 0.5}, "A1/2+A2/2", "A1/2"},
+      {{&cz}, {3.0}, "Cz*3", "Cz*3"},
+      {{&cz}, {-1.5}, "-Cz*3/2", "-Cz*3/2"},
+      {{&cz}, {1.0 / 24.0 + 1e-12}, "Cz/24", "Cz/24"},
+      {{&cz}, {25.0}, "Cz25", "Cz25"},
+      // A weight without a ratio does not end a short formula.
+      {{&fz, &cz, &a1}, {0.123, -1.0, 1.0}, "Fz0.123-Cz+A1", "Fz0.123-Cz"},
+      // Only index 0 goes without "+", even when its weight is skipped.
+      {{&fz, &cz}, {0.0, 1.0}, "+Cz", "+Cz"},
+  };
+  for (const auto& c : cases) {
+    const auto channel = Make(c.sources, c.weights);
+    EXPECT_EQ(channel->String(true), c.full);
+    EXPECT_EQ(channel->String(false), c.shortForm);
+  }
 }
