@@ -168,6 +168,7 @@ TEST_F(ChannelTest, FormulaWritesSmallRatiosAndSigns) {
       {{&cz}, {3.0}, "Cz*3", "Cz*3"},
       {{&cz}, {-1.5}, "-Cz*3/2", "-Cz*3/2"},
       {{&cz}, {1.0 / 24.0 + 1e-12}, "Cz/24", "Cz/24"},
+      {{&cz}, {24.0}, "Cz*24", "Cz*24"},
       {{&cz}, {25.0}, "Cz25", "Cz25"},
       // A weight without a ratio does not end a short formula.
       {{&fz, &cz, &a1}, {0.123, -1.0, 1.0}, "Fz0.123-Cz+A1", "Fz0.123-Cz"},
