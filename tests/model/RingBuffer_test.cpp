@@ -39,7 +39,7 @@ TEST(RingBuffer, ReadsOldestFirstAndOverflowDropsTheOldest) {
   EXPECT_EQ(b.Read(), 9.0);
 }
 
-TEST(RingBuffer, LookBackWrapsAnyNumberOfTimesAndIgnoresReads) {
+TEST(RingBuffer, LookBackWrapsAnyNumberOfTimesAndIgnoresReadsAsDoesTheSum) {
   RingBuffer b;
   b.Allocate(4);
   WriteRange(b, 1, 5);
@@ -53,12 +53,8 @@ TEST(RingBuffer, LookBackWrapsAnyNumberOfTimesAndIgnoresReads) {
   b.Allocate(3);
   WriteRange(b, 1, 3);
   EXPECT_EQ(b.LookBack(ULONG_MAX), 3.0);
-}
 
-TEST(RingBuffer, SumCoversAllSlotsButNoNonFiniteValue) {
-  RingBuffer b;
-  b.Allocate(3);
-  WriteRange(b, 1, 3);
+  // The sum covers read slots too, but no non-finite value.
   b.Read();
   EXPECT_EQ(b.Sum(), 6.0);
   b.Write(std::nan(""));
