@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <array>
 #include <bit>
 #include <cmath>
 #include <cstdint>
@@ -47,46 +48,42 @@ TEST(Source, ScalesRawValuesAndStartsUnmeasured) {
 TEST(Source, AveragesMatchFiveSeparateBuffersBitForBit) {
   constexpr double kEEG = 0.01950289701, kCMF = 0.023916328222799998;
   const auto bits = [](double v) { return std::bit_cast<std::uint64_t>(v); };
+  const auto estimates = [&](const Source& s) {
+    return std::array{bits(s.ImpedanceEEG()), bits(s.ImpedanceCMF()), bits(s.DCOffset())};
+  };
+  const auto mean = [](const RingBuffer& b) {
+    return b.Capacity() == 0 ? 0.0 : b.Sum() / static_cast<double>(b.Capacity());
+  };
+  const auto magnitude = [&](const RingBuffer& i, const RingBuffer& q, double factor, bool on) {
+    return bits(on ? std::sqrt(mean(i) * mean(i) + mean(q) * mean(q)) * factor : -1.0);
+  };
   for (unsigned long length : {0UL, 1UL, 3UL, 7UL, 300UL}) {
     Source s(SourceID::Cz, "Cz", length, 0.37, 0.0);
     RingBuffer ref[5];
     for (RingBuffer& b : ref) b.Allocate(length);
-    const auto mean = [](const RingBuffer& b) {
-      return b.Capacity() == 0 ? 0.0 : b.Sum() / static_cast<double>(b.Capacity());
-    };
     std::mt19937_64 random(length);
     for (int i = 0; i < 2000; ++i) {
       double raw =
           std::ldexp(static_cast<double>(random() % 65536) - 32768.0, static_cast<int>(random() % 40) - 20);
       if (i % 97 == 5) raw = std::nan("");
       if (i % 131 == 7) raw = -std::numeric_limits<double>::infinity();
-      const double t = static_cast<double>(i) / 300.0;
-      const bool on = i % 500 < 400;
-      const double eegI = on ? std::cos(6.283185307179586 * 110.0 * t) : 0.0;
-      const double eegQ = on ? std::sin(6.283185307179586 * 110.0 * t) : 0.0;
-      const double cmfI = on ? std::cos(6.283185307179586 * 130.0 * t) : 0.0;
-      const double cmfQ = on ? std::sin(6.283185307179586 * 130.0 * t) : 0.0;
+      // The two carriers go off and on independently.
+      const bool eegOn = i % 500 < 400, cmfOn = i % 300 < 200;
+      const double w = 6.283185307179586 * static_cast<double>(i) / 300.0;
+      const double carriers[4] = {eegOn ? std::cos(110.0 * w) : 0.0, eegOn ? std::sin(110.0 * w) : 0.0,
+                                  cmfOn ? std::cos(130.0 * w) : 0.0, cmfOn ? std::sin(130.0 * w) : 0.0};
       if (i == 1000) {
-        // A flush keeps the estimates until the next sample.
-        const double before[3] = {s.ImpedanceEEG(), s.ImpedanceCMF(), s.DCOffset()};
+        const auto before = estimates(s);
         s.FlushAverages();
-        ASSERT_EQ(bits(s.ImpedanceEEG()), bits(before[0]));
-        ASSERT_EQ(bits(s.ImpedanceCMF()), bits(before[1]));
-        ASSERT_EQ(bits(s.DCOffset()), bits(before[2]));
+        ASSERT_EQ(estimates(s), before);  // kept until the next sample
         for (RingBuffer& b : ref) b.Flush();
       }
       s.SetRawSignal(raw);
-      s.ComputeImpedance(eegI, eegQ, cmfI, cmfQ);
-
-      const double v = s.signal;
-      const double in[5] = {eegI * v, eegQ * v, cmfI * v, cmfQ * v, v};
-      for (int k = 0; k < 5; ++k) ref[k].Write(in[k]);
-      const double i1 = mean(ref[0]), q1 = mean(ref[1]), i2 = mean(ref[2]), q2 = mean(ref[3]);
-      const double eeg = on ? std::sqrt(i1 * i1 + q1 * q1) * kEEG : -1.0;
-      const double cmf = on ? std::sqrt(i2 * i2 + q2 * q2) * kCMF : -1.0;
-      ASSERT_EQ(bits(s.DCOffset()), bits(mean(ref[4]))) << length << " " << i;
-      ASSERT_EQ(bits(s.ImpedanceEEG()), bits(eeg)) << length << " " << i;
-      ASSERT_EQ(bits(s.ImpedanceCMF()), bits(cmf)) << length << " " << i;
+      s.ComputeImpedance(carriers[0], carriers[1], carriers[2], carriers[3]);
+      for (int k = 0; k < 5; ++k) ref[k].Write(k < 4 ? carriers[k] * s.signal : s.signal);
+      ASSERT_EQ(estimates(s), (std::array{magnitude(ref[0], ref[1], kEEG, eegOn),
+                                          magnitude(ref[2], ref[3], kCMF, cmfOn), bits(mean(ref[4]))}))
+          << length << " " << i;
     }
   }
 }
