@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "model/ChannelSpecification.h"
 #include "model/SourceNameFilter.h"
 #include "support/MessageRecorder.h"
 #include "support/TestHeadsets.h"
@@ -19,13 +20,25 @@ SlotLayout Layout(std::initializer_list<SourceID::Code> fitted) {
   return slots;
 }
 
+std::string Uninterpretable(const std::string& term) {
+  return "could not interpret \"" + term + "\" as a valid channel specification";
+}
+
+void Filter(Headset*, double, void*) {}
+
+// A 10-20 headset, for the montage, the channels built from text and the
+// processing stages behind them.
 class Montage : public ::testing::Test {
  protected:
   Source* S(const char* name) { return h->MatchSource(name, true); }
   std::string MatchFailure(const char* name) {
     return ThrownMessage([&] { h->MatchSource(name, true); });
   }
+  std::string ConstructFailure(const std::string& specification) {
+    return ThrownMessage([&] { h->ConstructChannel(specification, true); });
+  }
   std::unique_ptr<Headset> h = MakeHeadset(TenTwentyLayout());
+  Source* factory = h->sources[kFactoryReferencePosition - 1].get();
 };
 
 }  // namespace
@@ -82,9 +95,7 @@ TEST(MontageWithoutNames, ChosenListWaitsForSourcesAndUnnamedSourcesBecomeChanne
   h.ChooseChannels("", "", false);
   EXPECT_EQ(h.MontageString(true), "Fz-Pz Cz-Pz");
 
-  SlotLayout unnamed;
-  unnamed.fill(SourceID::NC);
-  const auto blank = MakeHeadset(unnamed);
+  const auto blank = MakeHeadset(Layout({}));
   MessageRecorder::Clear();
   blank->messageCallback.Set(MessageRecorder::Callback);
   blank->verbosity = 1;
@@ -116,7 +127,7 @@ TEST(TraditionalReference, PrefersLinkedEarsThenPairedEarsThenMastoids) {
   }
 }
 
-TEST_F(Montage, ChannelNamesMatchSourceThenFormulaThenAlias) {
+TEST_F(Montage, ChannelNamesMatchSourceThenFormulaThenAliasUntilForgotten) {
   h->ChooseChannels("Fz T3 Fz-Cz", "", false);
   EXPECT_EQ(h->GetChannelByName(" fz ", true), h->GetChannelByIndex(2));  // the last match of a pass wins
   EXPECT_EQ(h->GetChannelByName("fz-pz", true), h->GetChannelByIndex(0));
@@ -124,10 +135,9 @@ TEST_F(Montage, ChannelNamesMatchSourceThenFormulaThenAlias) {
   EXPECT_EQ(h->GetChannelByName("Cz", false), nullptr);
   EXPECT_EQ(ThrownMessage([&] { h->GetChannelByName(" Cz ", true); }),
             "Could not match Channel \"Cz\" (known names are: Fz, T3, Fz)");
-}
 
-TEST_F(Montage, ForgettingTheMontageKeepsTheReferenceButForgettingSourcesDoesNot) {
-  h->ChooseChannels("Fz", "A1", false);
+  // Forgetting the montage keeps the reference, forgetting the sources does not.
+  h->SetDefaultReference("A1", false);
   h->ForgetMontage();
   EXPECT_TRUE(h->montage.empty() && h->montageSources.empty() && h->cascade.empty() &&
               h->chosenChannels.empty());
@@ -135,4 +145,93 @@ TEST_F(Montage, ForgettingTheMontageKeepsTheReferenceButForgettingSourcesDoesNot
   h->ForgetSources();
   EXPECT_TRUE(h->sources.empty());
   EXPECT_EQ(h->ReferenceDescription(), "Pz");
+}
+
+TEST(ChannelSpecificationGrammar, ReadsSignedTermsWithFactorAndDivisor) {
+  std::string text = "+-Cz+A1/2 - A2";
+  EXPECT_EQ(CutChannelTerm(text), "+");
+  EXPECT_EQ(text, "-Cz+A1/2 - A2");
+  const ChannelTerm t = ReadChannelTerm("  -C3*2/3 ", 1.0);
+  EXPECT_EQ(t.source, "C3");
+  EXPECT_DOUBLE_EQ(t.weight, -2.0 / 3.0);
+  EXPECT_DOUBLE_EQ(ReadChannelTerm("+-A1/2", -2.0).weight, 1.0);
+  for (const char* bad : {"A1/0", "A1/2/3", "A1*2*3", "C3/3*2", "Cz*1e", "Cz*", "/"})
+    EXPECT_EQ(ThrownMessage([&] { ReadChannelTerm(bad, 1.0); }), Uninterpretable(bad)) << bad;
+  EXPECT_EQ(ThrownMessage([] { ReadChannelTerm(" A1/0.0\n", 1.0); }), Uninterpretable("A1/0.0"));
+}
+
+TEST_F(Montage, ConstructReferencesALoneElectrodeScaledByItsWeightButNeverAgainstItself) {
+  const auto cz = h->ConstructChannel(" -Cz ", false);
+  EXPECT_EQ(cz->sources, (std::vector<Source*>{S("Cz"), factory}));
+  EXPECT_EQ(cz->weights, (std::vector<double>{-1.0, 1.0}));
+  EXPECT_EQ(cz->buffer.Capacity(), 1u);
+  h->defaultReference = "A1/2+A2/2";
+  EXPECT_EQ(h->ConstructChannel("Cz*2", false)->String(true), "Cz*2-A1-A2");
+  EXPECT_EQ(h->ConstructChannel("ch3", false)->String(true), "F7-A1/2-A2/2");
+  for (const char* asWritten : {"Fz-Cz", "TRG", "X1", "CM"})
+    EXPECT_EQ(h->ConstructChannel(asWritten, false)->String(true), asWritten);
+  // Auto-swap keeps an electrode from reading against itself.
+  const auto swapped = h->ConstructChannel("A1", true);
+  EXPECT_EQ(swapped->sources, (std::vector<Source*>{factory, S("A1"), S("A2")}));
+  EXPECT_EQ(h->ConstructChannel("A1", false)->sources, (std::vector<Source*>{S("A1"), S("A1"), S("A2")}));
+  EXPECT_EQ(h->ConstructChannel("A1-A1/2-A2/2", true)->sources[0], S("A1"));  // written out: no swap
+}
+
+TEST_F(Montage, ConstructPassesGrammarAndMatchingFailuresThroughUnchanged) {
+  EXPECT_EQ(ConstructFailure("Cz*1e-3"), Uninterpretable("Cz*1e"));
+  EXPECT_EQ(ConstructFailure("Fz-Cz-A1/2/3"), Uninterpretable("-A1/2/3"));
+  EXPECT_EQ(ConstructFailure("ch99"), "Invalid source number 99 (use names, or numbers from 1 to 42).");
+  EXPECT_EQ(ConstructFailure("Fz - foo"), ThrownMessage([&] { h->MatchSource("foo", true); }));
+  h->defaultReference = "A1/0";
+  EXPECT_EQ(ConstructFailure("Cz"), Uninterpretable("A1/0"));
+}
+
+TEST_F(Montage, CascadeStageNamesAreUniqueIgnoringCaseAndBlanks) {
+  ProcessingStage* f = h->AddProcessingStage(" FILTER\t", Filter, nullptr, nullptr);
+  EXPECT_EQ(ThrownMessage([&] { h->AddProcessingStage("filter", Filter, nullptr, nullptr); }),
+            "cannot add ProcessingStage \"filter\" because this name already exists in the cascade");
+  EXPECT_EQ(h->MatchProcessingStage("Filter "), f);
+  EXPECT_EQ(ThrownMessage([&] { h->MatchProcessingStage(" other"); }),
+            "failed to match processing stage \" other\"");
+  EXPECT_EQ(ThrownMessage([&] { h->GetProcessingStageByIndex(1); }),
+            "ProcessingStage index 1 is out of range (1 stages available)");
+  for (const char* name : {"a", "b", "c"}) f->AddChannel(name, 0);
+  EXPECT_EQ(f->GetChannelByIndex(2)->buffer.Capacity(), 1u);
+  EXPECT_EQ(ThrownMessage([&] { f->GetChannelByIndex(3); }),
+            "Channel index 3 is out of range (3 channels available in ProcessingStage \" FILTER\t\")");
+}
+
+TEST_F(Montage, CascadeLaterStagesStartWithCopiesOfTheirInputsChannels) {
+  ProcessingStage* first = h->AddProcessingStage("first", Filter, nullptr, nullptr);
+  EXPECT_TRUE(first->channels.empty());
+  Channel* out = first->AddChannel("alpha", 64);
+  out->sources = {S("Cz")};
+  out->weights = {2.0};
+
+  ProcessingStage* second = h->AddProcessingStage("second", nullptr, nullptr, nullptr);
+  EXPECT_EQ(second->input, first);
+  ASSERT_EQ(second->channels.size(), 1u);
+  EXPECT_EQ(second->channels[0]->String(true), "Cz*2");
+  EXPECT_EQ(second->channels[0]->buffer.Capacity(), 0u);  // sized later by the buffering controller
+  // Lookup goes by sources and formula, never by a channel's given name.
+  EXPECT_EQ(second->GetChannelByName(" CZ*2 ", true), second->channels[0]);
+  EXPECT_EQ(second->GetChannelByName("alpha", false), nullptr);
+}
+
+TEST_F(Montage, CascadeRawStageBorrowsTheMontageChannelsWithoutOwningThem) {
+  h->ChooseChannels("Fz Cz-Fz", "", false);
+  ProcessingStage* raw = h->cascade[0].get();
+  ProcessingStage* next = h->AddProcessingStage("next", Filter, nullptr, nullptr);
+  EXPECT_EQ(next->input, raw);
+  EXPECT_FALSE(next->channelsBorrowed);
+  EXPECT_EQ(next->channels[1]->String(true), "Cz-Fz");
+
+  raw->AddChannel("extra", 4);  // owned by the stage although the rest is borrowed
+  raw->ClearChannels();
+  EXPECT_FALSE(raw->channelsBorrowed);
+  h->GetChannelByIndex(1)->buffer.Write(5.0);
+  EXPECT_EQ(h->GetChannelByIndex(1)->LookBack(0, true), 5.0);
+  h->ForgetCascade();
+  EXPECT_TRUE(h->cascade.empty());
+  EXPECT_EQ(h->MontageString(true), "Fz-Pz Cz-Fz");
 }

@@ -20,31 +20,26 @@ class FunctionThread : public QVT::Thread {
   std::function<int(FunctionThread&)> body_;
 };
 
-void WaitUntilFinished(const QVT::Thread& thread) {
-  while (!thread.Finished()) QVT::Sleep(0.001);
-}
-
 }  // namespace
 
 TEST(Thread, RunSynchronouslyTurnsExceptionsIntoFailures) {
-  FunctionThread ok([](FunctionThread&) { return 7; });
-  EXPECT_EQ(ok.RunSynchronously(), 7);
-  EXPECT_TRUE(ok.Finished());
-  EXPECT_FALSE(ok.Failed());
-
-  FunctionThread boom([](FunctionThread&) -> int { throw std::string("boom"); });
-  EXPECT_EQ(boom.RunSynchronously(), 0);
-  EXPECT_TRUE(boom.Failed());
-  EXPECT_EQ(boom.ErrorMessage(), "boom");
-
-  FunctionThread stream([](FunctionThread&) -> int { throw DataStreamError("link gone"); });
-  stream.RunSynchronously();
-  EXPECT_EQ(stream.ErrorMessage(), "link gone");
-
-  FunctionThread number([](FunctionThread&) -> int { throw 42; });
-  EXPECT_EQ(number.RunSynchronously(), 0);
-  EXPECT_TRUE(number.Failed());
-  EXPECT_EQ(number.ErrorMessage(), "unknown exception type occurred in thread");
+  const struct {
+    std::function<int(FunctionThread&)> body;
+    int result;
+    std::string error;
+  } cases[] = {
+      {[](FunctionThread&) { return 7; }, 7, ""},
+      {[](FunctionThread&) -> int { throw std::string("boom"); }, 0, "boom"},
+      {[](FunctionThread&) -> int { throw DataStreamError("link gone"); }, 0, "link gone"},
+      {[](FunctionThread&) -> int { throw 42; }, 0, "unknown exception type occurred in thread"},
+  };
+  for (const auto& c : cases) {
+    FunctionThread thread(c.body);
+    EXPECT_EQ(thread.RunSynchronously(), c.result) << c.error;
+    EXPECT_TRUE(thread.Finished());
+    EXPECT_EQ(thread.Failed(), !c.error.empty());
+    EXPECT_EQ(thread.ErrorMessage(), c.error);
+  }
 }
 
 TEST(Thread, StartRefusesWhileRunningAndRestartsOnceFinished) {
@@ -58,35 +53,25 @@ TEST(Thread, StartRefusesWhileRunningAndRestartsOnceFinished) {
   ASSERT_TRUE(thread.Start());
   EXPECT_FALSE(thread.Start());
   release = true;
-  WaitUntilFinished(thread);
+  while (!thread.Finished()) QVT::Sleep(0.001);
   ASSERT_TRUE(thread.Start());
-  WaitUntilFinished(thread);
+  while (!thread.Finished()) QVT::Sleep(0.001);
   EXPECT_EQ(runs, 2);
 }
 
+// The first body runs until asked to stop; the others are destroyed right
+// after Start, before their body may even have begun.
 TEST(Thread, DestructorAsksTheBodyToStopAndWaitsForIt) {
-  std::atomic<bool> bodyReturned{false};
-  {
-    FunctionThread thread([&](FunctionThread& self) {
-      while (!self.StopRequested()) QVT::Sleep(0.001);
-      bodyReturned = true;
-      return 0;
-    });
-    ASSERT_TRUE(thread.Start());
-  }
-  EXPECT_TRUE(bodyReturned);
-}
-
-TEST(Thread, DestroyingRightAfterStartStillWaitsForTheBody) {
   for (int i = 0; i < 50; ++i) {
     std::atomic<bool> bodyReturned{false};
     {
-      FunctionThread thread([&](FunctionThread&) {
+      FunctionThread thread([&](FunctionThread& self) {
+        while (i == 0 && !self.StopRequested()) QVT::Sleep(0.001);
         bodyReturned = true;
         return 0;
       });
       ASSERT_TRUE(thread.Start());
     }
-    EXPECT_TRUE(bodyReturned);
+    EXPECT_TRUE(bodyReturned) << i;
   }
 }
