@@ -211,7 +211,6 @@ TEST_F(CalibrationMemory, MovingTheFactoryReferenceNeedsSourcesAndAnElectrodeCod
 TEST(CalibrationDump, WritesHeaderThenSixteenLinesOrRawBytes) {
   const std::string dec = Dump(Counting(), " dec\n");
   EXPECT_EQ(dec.substr(0, 12), "DEC\n  5   7 ");
-  EXPECT_EQ(dec.size(), 4u + 16u * 32u);
   EXPECT_EQ(dec.substr(4 + 15 * 32), "245 247 249 251 253 255   1   3\n");
   const std::string hex = Dump(Counting(), "Hex");
   EXPECT_EQ(hex.substr(0, 16), "HEX\n05 07 09 0B ");
