@@ -14,14 +14,6 @@ double MeasuredSeconds(void (*sleep)(double), double s) {
 
 }  // namespace
 
-TEST(Timing, MonotonicSecondsStartsAtTheWallClockAndNeverDecreases) {
-  const double wall = Timing::SecondsSinceEpoch();
-  const double first = Timing::MonotonicSeconds();
-  const double second = Timing::MonotonicSeconds();
-  EXPECT_LE(first, second);
-  EXPECT_NEAR(first, wall, 1.0);  // same epoch, not an arbitrary boot-time origin
-}
-
 TEST(Timing, SleepRoundsToTheMillisecondAndIgnoresNegativeDurations) {
   // Lower bounds only: a loaded machine may oversleep, never undersleep.
   EXPECT_LT(MeasuredSeconds(Timing::Sleep, -1.0), 0.0005);
