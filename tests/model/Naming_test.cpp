@@ -96,8 +96,6 @@ TEST(SourceEdits, RenamesSwitchesSchemesAndAddsAliasesWithoutClashes) {
   h->UseNamingScheme("10-10");
   EXPECT_EQ(h->SourceNames(SourceNameFilter::kPlain),
             "Fp1 Fp2 F7 F3 Fz F4 F8 A1 T7 C3  Vertex  C4 T8 A2 P7 P3 P4 P8 O1 O2 X1 X2 X3");
-  EXPECT_EQ(ThrownMessage([&] { h->UseNamingScheme("10_10"); }),
-            "Unrecognized electrode naming scheme \"10_10\"");
   h->UseNamingScheme("1020");
   EXPECT_EQ(h->SourceNames(SourceNameFilter::kPlain),
             "Fp1 Fp2 F7 F3 Fz F4 F8 A1 T3 C3  Vertex  C4 T4 A2 T5 P3 P4 T6 O1 O2 X1 X2 X3");
