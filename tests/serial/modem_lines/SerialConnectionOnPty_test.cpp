@@ -28,12 +28,18 @@ double SecondsSince(std::chrono::steady_clock::time_point start) {
 
 void Pause(int milliseconds) { std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds)); }
 
+class SerialConnectionOnPty : public ::testing::Test {
+ protected:
+  SerialConnectionOnPty() { connection.Open(pty.SlavePath() + ":921600,8N1"); }
+
+  PseudoTerminal pty;
+  SerialConnection connection;
+};
+
 }  // namespace
 
-TEST(SerialConnectionOnPty, OpenAppliesRawSettingsRaisesDtrAndRtsAndRefusesASecondOpen) {
-  PseudoTerminal pty, other;
-  SerialConnection connection;
-  connection.Open(pty.SlavePath() + ":921600,8N1");
+TEST_F(SerialConnectionOnPty, OpenAppliesRawSettingsRaisesDtrAndRtsAndRefusesASecondOpen) {
+  PseudoTerminal other;
   ASSERT_TRUE(connection.IsOpen());
   EXPECT_EQ(DtrAndRts(pty.Keeper()), TIOCM_DTR | TIOCM_RTS);
   EXPECT_EQ(QVT::testing::ThrownMessage([&] { connection.Open(other.SlavePath()); }),
@@ -54,10 +60,7 @@ TEST(SerialConnectionOnPty, OpenAppliesRawSettingsRaisesDtrAndRtsAndRefusesASeco
   EXPECT_TRUE(connection.IsOpen());
 }
 
-TEST(SerialConnectionOnPty, ZeroTimeoutTakesWhatIsWaitingOthersCountFromTheLastByte) {
-  PseudoTerminal pty;
-  SerialConnection connection;
-  connection.Open(pty.SlavePath());
+TEST_F(SerialConnectionOnPty, ZeroTimeoutTakesWhatIsWaitingOthersCountFromTheLastByte) {
   char buffer[10];
   pty.Write("abcd");
   Pause(50);
@@ -65,7 +68,7 @@ TEST(SerialConnectionOnPty, ZeroTimeoutTakesWhatIsWaitingOthersCountFromTheLastB
   EXPECT_EQ(std::string(buffer, 4), "abcd");
   EXPECT_EQ(connection.Receive(buffer, 10, 0.0), 0);
 
-  std::thread writer([&pty] {
+  std::thread writer([this] {
     pty.Write("ef");
     Pause(200);
     pty.Write("gh");
@@ -78,7 +81,7 @@ TEST(SerialConnectionOnPty, ZeroTimeoutTakesWhatIsWaitingOthersCountFromTheLastB
   EXPECT_EQ(connection.Receive(buffer, 10, 0.2), 0);  // silence
   EXPECT_GE(SecondsSince(start), 0.2);
 
-  std::thread peer([&pty] {
+  std::thread peer([this] {
     for (int i = 0; i < 3; ++i) {
       Pause(300);
       pty.Write("wxyz");
@@ -92,12 +95,9 @@ TEST(SerialConnectionOnPty, ZeroTimeoutTakesWhatIsWaitingOthersCountFromTheLastB
   EXPECT_EQ(std::string(buffer, 10), "wxyzwxyzwx");
 }
 
-TEST(SerialConnectionOnPty, InterruptEndsAWaitForTheFirstByteOnly) {
-  PseudoTerminal pty;
-  SerialConnection connection;
-  connection.Open(pty.SlavePath());
+TEST_F(SerialConnectionOnPty, InterruptEndsAWaitForTheFirstByteOnly) {
   char buffer[4];
-  std::thread stopper([&connection] {
+  std::thread stopper([this] {
     Pause(50);
     connection.Interrupt();
   });
