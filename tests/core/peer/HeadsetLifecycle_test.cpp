@@ -2,12 +2,9 @@
 // connect handshake, the information report, background acquisition, a link
 // that falls silent, and deletion while data streams.
 #include <gtest/gtest.h>
-#include <time.h>
 
 #include <algorithm>
 #include <chrono>
-#include <cmath>
-#include <ctime>
 #include <filesystem>
 #include <functional>
 #include <memory>
@@ -121,15 +118,6 @@ TEST_F(ConnectedHeadset, HandshakeQueriesTheHeadsetInOrder) {
   EXPECT_EQ(handshakeMessages.front(), (RecordedMessage{"Connected to " + pty->SlavePath(), 2}));
 }
 
-// Within a minute of now.
-bool IsRecentDate(const std::string& text) {
-  std::tm local{};
-  const char* end = strptime(text.c_str(), "%Y-%m-%d %H:%M:%S", &local);
-  if (end == nullptr || *end != '\0') return false;
-  local.tm_isdst = -1;
-  return std::abs(std::difftime(std::mktime(&local), std::time(nullptr))) < 60.0;
-}
-
 TEST_F(ConnectedHeadset, InfoStringAlignsEveryKey) {
   const Headset& h = *headset;
   const std::vector<std::string> lines = {
@@ -160,9 +148,8 @@ TEST_F(ConnectedHeadset, InfoStringAlignsEveryKey) {
   std::string expected;
   for (const std::string& line : lines) expected += line + (line == "}" ? "" : "\n");
   const std::string info = h.InfoString();
-  const std::regex date("'(\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d)'");
-  for (std::sregex_iterator m(info.begin(), info.end(), date), end; m != end; ++m)
-    EXPECT_TRUE(IsRecentDate((*m)[1])) << (*m)[1];
+  // The clock's values are the clock tests' ground; here, that all three are set.
+  const std::regex date("'\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d'");
   EXPECT_EQ(std::regex_replace(info, date, "(date)"), expected);
 }
 
