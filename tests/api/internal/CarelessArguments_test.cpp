@@ -192,7 +192,10 @@ TEST(CarelessArguments, GiveTheLibrarysOwnErrorOrADefinedResult) {
        "Unrecognized electrode naming scheme \"\""},
       {"null renames", [&] { return QVT_Headset_RenameSource(x, nullptr, nullptr) == 0; }, ""},
       {"null aliases", [&] { return QVT_Headset_AddSourceAliases(x, nullptr) == 0; }, ""},
-      {"battery -7", [&] { return QVT_Headset_GetBatteryLevel(x, -7) == 0.0; }, ""},
+      // Readings count from 1 and there are two.
+      {"battery -7 and 3",
+       [&] { return QVT_Headset_GetBatteryLevel(x, -7) == 0.0 && QVT_Headset_GetBatteryLevel(x, 3) == 0.0; },
+       ""},
       {"channel index beyond", [&] { return QVT_Headset_GetChannelByIndex(x, UINT_MAX) == nullptr; },
        "Channel index 4294967295 is out of range (2 channels available)"},
   });
