@@ -1,8 +1,9 @@
 #!/usr/bin/env python3
-"""The shared library exports exactly the functions its public header declares,
-and, when COUNT is given, that many of them.
+"""The shared library exports exactly the functions its public header declares
+(an unreadable header leaves every export unexplained), and nothing outside
+the interface.
 
-Usage: check_exports.py LIBRARY HEADER [COUNT]
+Usage: check_exports.py LIBRARY HEADER
 """
 import re
 import subprocess
@@ -29,9 +30,6 @@ def declared_functions(header):
 def main():
     library, header = sys.argv[1], sys.argv[2]
     exported, declared = exported_functions(library), declared_functions(header)
-    if not declared:
-        print("no functions found in " + header)
-        return 1
     status = 0
     for name in sorted(exported - declared):
         print("exported but not in the header: " + name)
@@ -43,9 +41,6 @@ def main():
         if not (name.startswith("QVT_") or name == "Load_QVT_API"):
             print("exported name outside the interface: " + name)
             status = 1
-    if len(sys.argv) > 3 and len(exported) != int(sys.argv[3]):
-        print("expected %s exported functions" % sys.argv[3])
-        status = 1
     print("%d functions exported, %d declared" % (len(exported), len(declared)))
     return status
 
