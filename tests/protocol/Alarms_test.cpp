@@ -87,7 +87,8 @@ TEST_F(AlarmProcessing, MalformedPacketsChangeNothing) {
 TEST_F(AlarmProcessing, IssuesTheFormattedTemplateWithTheCode) {
   Process(kMaster, 17, 0);                // 529, every parameter missing
   Process(kMaster, 16, 0x01, {4, 9, 9});  // 528, with extra bytes
-  Process(kSlave, 0, 0x01, {77});         // 1536
+  Process(kSlave, 1, 0);                  // 1537
+  Process(kMaster, 10, 3, {10, 2, 255});  // 522
   EXPECT_EQ(
       Recorded(),
       (Messages{{"Received alarm type 17 from master (DAQStateChange)", 3},
@@ -95,9 +96,13 @@ TEST_F(AlarmProcessing, IssuesTheFormattedTemplateWithTheCode) {
                 {"extraneous bytes follow parameter chunk in ButtonPress alarm packet", 3},
                 {"Received alarm type 16 from master (ButtonPress)", 3},
                 {"QVT headset issued alarm: Button [4] pressed", 2},
-                {"Received alarm type 0 from slave (Slave_UnknownAlarm)", 3},
-                {"QVT headset issued alarm: Unknown Alarm Code =[77]", 2}}));
-  EXPECT_EQ(headset.alarmQueue, (Codes{529, 528, 1536}));
+                {"Received alarm type 1 from slave (Slave_SystemStarted)", 3},
+                {"QVT headset issued alarm: Slave subsystem started", 3},
+                {"Received alarm type 10 from master (CommandError)", 3},
+                {"QVT headset issued alarm: Unable to execute command 0x0a with parameter 0x02, due to error "
+                 "code 0xff",
+                 2}}));
+  EXPECT_EQ(headset.alarmQueue, (Codes{529, 528, 1537, 522}));
 }
 
 // Levels in u16 parameters, and their time, are followed by the lifecycle tests.

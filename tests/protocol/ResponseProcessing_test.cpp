@@ -80,6 +80,8 @@ TEST_F(ResponseProcessing, EachFamilyHasItsMinimumPayload) {
 
 TEST_F(ResponseProcessing, StoresWhatTheHeadsetReports) {
   Process(Family::SerialNumberAndSensorCount, 40, {0x78, 0x56, 0x34, 0x12, 0x18, 0x01, 9, 9});
+  EXPECT_TRUE(
+      WasIssued("extraneous bytes follow payload in response to SerialNumberAndSensorCount command 40", 3));
   EXPECT_EQ(headset.serialNumber, 0x12345678);
   EXPECT_EQ(headset.sensorCount, 0x118);
 
