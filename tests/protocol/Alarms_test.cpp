@@ -128,7 +128,6 @@ TEST_F(AlarmProcessing, AlarmsAreQueuedWhetherHeardOrNotAndCappedAtAThousand) {
   for (int i = 0; i < 1000; ++i) Process(kSlave, static_cast<std::uint8_t>(i % 31 + 1), 0);
   ASSERT_EQ(headset.alarmQueue.size(), 1000u);
   EXPECT_EQ(headset.alarmQueue.front(), 1537);  // the three earlier codes were dropped
-  EXPECT_EQ(headset.alarmQueue.back(), 1536 + 999 % 31 + 1);
 }
 
 TEST_F(AlarmProcessing, IgnoredCommandAlarmsLetThePendingCommandBeResent) {

@@ -85,7 +85,8 @@ class Commands : public ::testing::Test {
   std::size_t consumed = 0;
 };
 
-// The connect handshake pins the queries it makes; these are the others.
+// The connect handshake and the watchdog pin the commands they send; these
+// are the others.
 TEST_F(Commands, NamedCommandsSendTheirPacketAndWaitOnlyWhenTheyShould) {
   headset.verbosity = 1;
   const std::string text = "abcdefghijklmnopqrstuvwxyz0123";
@@ -106,7 +107,6 @@ TEST_F(Commands, NamedCommandsSendTheirPacketAndWaitOnlyWhenTheyShould) {
       {[&] { return headset.LockAnalogReset(); }, {Dest::Master, Family::AnalogResetMode, U16LE(3)}},
       {[&] { return headset.ChangeLEDs(0x1234); }, {Dest::Master, Family::LED, U16LE(0x1234)}},
       {[&] { return headset.Echo(text, -1.0, -1); }, {Dest::Master, Family::Echo, text.substr(0, 24)}},
-      {[&] { return headset.VerifyConnection(); }, {Dest::Master, Family::Echo, "Hi"}},
       {[&] { return headset.StartAnalogReset(false); },
        {Dest::Master, Family::AnalogResetMode, U16LE(2)},
        false},
