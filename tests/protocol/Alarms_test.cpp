@@ -41,6 +41,18 @@ TEST(AlarmTable, KeepsQuirkyTextsByteForByte) {
   }
 }
 
+// A mistyped code would hide one alarm behind another; the Slave's names
+// carry their prefix.
+TEST(AlarmTable, CoversBothProcessorsInOrder) {
+  std::vector<long> codes, expected;
+  for (const QVT::AlarmDescription& alarm : QVT::AlarmTable()) {
+    codes.push_back(alarm.code);
+    EXPECT_EQ(std::string(alarm.name).starts_with("Slave_"), alarm.code >= 1537) << alarm.name;
+  }
+  for (long code = 513; code <= 1567; code = code == 563 ? 1537 : code + 1) expected.push_back(code);
+  EXPECT_EQ(codes, expected);
+}
+
 TEST(AlarmMessageFormatting, StreamStateCarriesOverBetweenConversions) {
   const std::uint8_t p[] = {26, 27, 28, 7};
   // The base is never switched back to decimal.

@@ -10,6 +10,7 @@
 
 #include "headset/HeadsetWire.h"
 #include "protocol/CRC16.h"
+#include "protocol/Codes.h"
 #include "protocol/Command.h"
 #include "protocol/WireRecords.h"
 
@@ -45,6 +46,12 @@ TEST(CRC16, AgreesWithTheCheckValueAndABitwiseReference) {
   std::string bytes;
   for (unsigned i = 0; i < 1000; ++i) bytes += static_cast<char>(i * 97 + (i >> 3));
   EXPECT_EQ(QVT::CRC16(bytes.data(), bytes.size()), WireCRC(bytes));
+}
+
+// Codes are looked up whole: 0x1EC is no Echo.
+TEST(Codes, UnlistedCodesHaveTheirOwnNames) {
+  EXPECT_STREQ(QVT::ExtendedDataSubtypeName(4), "UnknownExtendedDataSubtype");
+  EXPECT_STREQ(QVT::CommandFamilyName(0x1EC), "UnknownCommandFamily");
 }
 
 // Block reading meets the records at odd addresses and reads their fields.
