@@ -8,11 +8,9 @@
 #include <stdlib.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <chrono>
 #include <functional>
 #include <string>
-#include <thread>
 #include <tuple>
 
 #include "core/Headset.h"
@@ -127,27 +125,6 @@ TEST_F(Commands, NamedCommandsSendTheirPacketAndWaitOnlyWhenTheyShould) {
     EXPECT_EQ(headset.pendingCommand.load(), nullptr);
   }
   EXPECT_TRUE(MessageRecorder::All().empty()) << "no resends, no lost link";
-}
-
-TEST_F(Commands, ReplyReadOnAnotherThreadSettlesTheCommand) {
-  // As with background acquisition: another thread reads blocks too, and
-  // whichever reads the reply settles the command.
-  std::atomic<bool> stop{false};
-  std::thread reader([&] {
-    while (!stop) {
-      headset.TryToReadBlock();
-      usleep(1000);  // as the acquisition thread does, leaving the lock to others
-    }
-  });
-  for (int i = 0; i < 2; ++i) {
-    Command command = EchoCommand();
-    EXPECT_TRUE(headset.Send(command, 2.0, 3, 0.0));
-    EXPECT_TRUE(command.ReplyIsFinal());
-  }
-  stop = true;
-  reader.join();
-  EXPECT_EQ(SeenIDs(), (std::vector<int>{0, 1}));
-  EXPECT_FALSE(headset.linkLost);
 }
 
 // Wrong mode and reserved codes are resent; a bad parameter settles at once.
