@@ -43,22 +43,11 @@ TEST_F(ResponseProcessing, StatusCodesRefuseBeforeAnyFamily) {
   EXPECT_EQ(Recorded(), (Messages{{"malformed response packet", 2}}));
   EXPECT_TRUE(Pending());
 
-  const struct {
-    int code;
-    bool final;
-    std::string message;
-  } refusals[] = {{0x80, false, "command 7 rejected: headset is in wrong mode"},
-                  {0xE3, false, "command 7 rejected: headset responded with reserved code 0xE3"},
-                  {0xF2, true, "command 7 rejected: parameter[2] is bad"}};
-  for (const auto& refusal : refusals) {
-    AwaitReply(command, 7);
-    Process(refusal.code, 7, {Family::Echo});
-    EXPECT_FALSE(Pending());
-    EXPECT_EQ(command.ReplyIsFinal(), refusal.final);
-    EXPECT_TRUE(command.ReplyRefused());
-    EXPECT_TRUE(WasIssued(refusal.message, 3));
-  }
-  EXPECT_TRUE(WasIssued("Received ResponseFromMaster 0xE3 (UnknownCommandFamily) in answer to command 7", 3));
+  // Refusals and what they do to the command are followed through the peer's
+  // exchanges; status codes have no family names.
+  Process(0x80, 7, {Family::Echo});
+  EXPECT_FALSE(Pending());
+  EXPECT_TRUE(WasIssued("Received ResponseFromMaster 0x80 (UnknownCommandFamily) in answer to command 7", 3));
 
   AwaitReply(command, 10);
   Process(0xFF, 11, {});  // answers another command
@@ -108,10 +97,6 @@ TEST_F(ResponseProcessing, StoresWhatTheHeadsetReports) {
   EXPECT_EQ(headset.firmwareSubRevisionMaster, (std::map<int, int>{{4, 17}}));
   EXPECT_EQ(headset.firmwareSubRevisionSlave, (std::map<int, int>{{4, 201}}));
 
-  Process(Family::RealTimeClock, 48, {3, 5, 24, 10, 20, 30, 0xAA, 12, 31, 23, 23, 59, 58});
-  EXPECT_EQ(headset.headsetClockQueried.String(0.0, 0), "2024-03-05 10:20:30");
-  EXPECT_EQ(headset.headsetClockSet.String(0.0, 0), "2023-12-31 23:59:58");
-
   Process(Family::AccelerometerRate, 5, {0x2C, 0x01});
   Process(Family::ImpedanceDriverMode, 6, {2, 1});
   Process(Family::AnalogResetMode, 7, {3, 0});
@@ -141,23 +126,16 @@ TEST_F(ResponseProcessing, ReportOnlyFamiliesComposeTheirMessages) {
   EXPECT_EQ(headset.samplingRate, -1.0);
 }
 
-// The delay itself is followed sample by sample by the sample-processing tests.
-TEST_F(ResponseProcessing, TriggerIsDelayedOnlyWithTheFilterOnAtThreeOrSixHundredHertz) {
-  for (const Bytes& rate : {Bytes{0x2C, 0x01}, Bytes{0x58, 0x02}}) {
-    Process(Family::DataAcquisitionMode, 1, {2, 1, rate[0], rate[1]});
-    EXPECT_EQ(headset.triggerBuffer.Capacity(), 17u);
-    EXPECT_EQ(headset.triggerBuffer.Count(), 16u);  // zeros ahead of the first trigger value
-  }
-  EXPECT_EQ(headset.dataAcquisitionMode, 2);
-  EXPECT_EQ(headset.filterMode, 1);
-  EXPECT_EQ(headset.samplingRate, 600.0);
-
+// The delay itself, with the filter on at 300 or 600 Hz, is followed by the
+// sample-processing tests; here, when it is left out.
+TEST_F(ResponseProcessing, TriggerIsNotDelayedAtOtherRatesOrWithTheFilterOff) {
   headset.verbosity = 1;
-  MessageRecorder::Clear();
   Process(Family::DataAcquisitionMode, 2, {0, 1, 0xF4, 0x01});
   EXPECT_EQ(headset.triggerBuffer.Capacity(), 1u);
-  Process(Family::DataAcquisitionMode, 3, {0, 0, 0x2C, 0x01});
+  Process(Family::DataAcquisitionMode, 3, {2, 0, 0x2C, 0x01});
   EXPECT_EQ(headset.triggerBuffer.Capacity(), 1u);
+  EXPECT_EQ(headset.dataAcquisitionMode, 2);
+  EXPECT_EQ(headset.samplingRate, 300.0);
   EXPECT_EQ(Recorded(), (Messages{{"WARNING: unrecognized sampling rate 500Hz: trigger channel will NOT be "
                                    "delayed to compensate for signal filtering",
                                    1},

@@ -1,6 +1,6 @@
 // The wire vocabulary: checksum, code names, record layouts and command
-// packets; and the test-side encoders and decoder, pinned to byte strings
-// written out by hand so that they can be trusted to judge the library.
+// packets; and the test-side block framing, pinned to bytes written out by
+// hand so that it can be trusted to judge the library.
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -41,8 +41,6 @@ TEST(CRC16, AgreesWithTheCheckValueAndABitwiseReference) {
   EXPECT_EQ(QVT::CRC16("123456789", 9), 0xFEE8u);
   EXPECT_EQ(WireCRC("123456789"), 0xFEE8);
   EXPECT_EQ(QVT::CRC16(nullptr, 0), 0u);
-  for (unsigned i = 0; i < 256; ++i)
-    EXPECT_EQ(QVT::CRCTABLE[i], WireCRC(std::string(1, static_cast<char>(i)))) << "entry " << i;
 
   // Every byte value, in every register state the previous bytes leave.
   std::string bytes;
@@ -50,13 +48,9 @@ TEST(CRC16, AgreesWithTheCheckValueAndABitwiseReference) {
   EXPECT_EQ(QVT::CRC16(bytes.data(), bytes.size()), WireCRC(bytes));
 }
 
-// Block reading and command descriptions show the other names.
-TEST(Codes, UnknownCodesHaveTheirOwnNames) {
-  EXPECT_STREQ(QVT::PacketSpeciesName(-1), "UnknownPacketSpecies");
-  EXPECT_STREQ(QVT::ExtendedDataSubtypeName(20), "AccelerometerData");
+// Codes are looked up whole: 0x1EC is no Echo.
+TEST(Codes, UnlistedCodesHaveTheirOwnNames) {
   EXPECT_STREQ(QVT::ExtendedDataSubtypeName(4), "UnknownExtendedDataSubtype");
-  // Status codes share the byte but have no family names.
-  EXPECT_STREQ(QVT::CommandFamilyName(0x80), "UnknownCommandFamily");
   EXPECT_STREQ(QVT::CommandFamilyName(0x1EC), "UnknownCommandFamily");
 }
 
@@ -98,9 +92,7 @@ TEST(Command, LengthRules) {
     c.Sign(1);
     EXPECT_EQ(c.Bytes()[0], k.countByte);
     EXPECT_EQ(c.Size(), k.size);
-    EXPECT_EQ(c.PayloadLength(), k.size - 6);
     EXPECT_EQ(Packet(c).substr(6), payload.substr(0, k.size - 6));
-    EXPECT_EQ(c.Bytes()[2] | c.Bytes()[3] << 8, WireCRC(Packet(c).substr(4)));
   }
 }
 
@@ -126,37 +118,15 @@ TEST(Command, RawInitKeepsBytesAndOddLengths) {
   EXPECT_EQ(c.Description(), "command 3: UnknownCommandDestination.UnknownCommandFamily()");
 }
 
-TEST(HeadsetWire, BlocksAndPacketsAreFramedByteForByte) {
+// The packet encoders need no such check: the library's records are pinned to
+// the wire above, and the encoders' packets must pass the library's decoding.
+TEST(HeadsetWire, BlocksAreFramedByteForByte) {
   const std::string packet = EncodePacket(7, 2, "AB");
   EXPECT_EQ(packet, Literal({0x08, 0x07, 0x02, 0x00, 0x00, 0x00, 0x41, 0x42}));
   EXPECT_EQ(EncodeBlock(7, 1800, {3, 15, 24, 10, 30, 45}, packet),
             Literal({0x23, 0x32, 0x20, 0x00, 0x08, 0x07, 0x00, 0x00, 0x00, 0x00, 0x00,
                      0x00, 0xB3, 0x46, 0x07, 0x00, 0x03, 0x0F, 0x18, 0x0A, 0x1E, 0x2D,
                      0x08, 0x07, 0x02, 0x00, 0x00, 0x00, 0x41, 0x42, 0x0D, 0x0A}));
-  EXPECT_EQ(EncodeResponse(5, 0xEC, 9, "Hi", 0x01020304),
-            Literal({0x0A, 0x05, 0x04, 0x03, 0x02, 0x01, 0xEC, 0x09, 0x48, 0x69}));
-  EXPECT_EQ(EncodeAlarm(2, 0x31, 0x81, Literal({0x34, 0x12})),
-            Literal({0x0A, 0x02, 0x00, 0x00, 0x00, 0x00, 0x31, 0x81, 0x34, 0x12}));
-  EXPECT_EQ(EncodeDataPacket(200, "\x01\x02", 5),
-            Literal({56, 3, 5, 0, 0, 0, 200, 1, 2}) + std::string(47, '\0'));
-  EXPECT_EQ(EncodeExtendedData(20, "xyz"), Literal({10, 4, 0, 0, 0, 0, 20, 'x', 'y', 'z'}));
-}
-
-// The fields of well-formed commands are judged in every exchange with the
-// peer; here, what marks a command out of the ordinary.
-TEST(HeadsetWire, DecodesCommandsWithPrefixJunkAndBadCRC) {
-  const std::string echo = Literal({0x07, 0x01, 0x61, 0x41, 0xEC, 0x03, 0x48, 0x69});
-  std::string corrupt = echo;
-  corrupt[2] = 0x01;
-  std::size_t consumed = 0;
-  const auto commands = DecodeCommands("~" + echo + '\0' + corrupt + "~\x07", &consumed);
-  ASSERT_EQ(commands.size(), 2u);
-  EXPECT_TRUE(commands[0].prefixed && commands[0].crcValid);
-  EXPECT_EQ(commands[0].payload, "Hi");
-  EXPECT_EQ(commands[1].skipped, 1u);  // the zero byte
-  EXPECT_FALSE(commands[1].prefixed || commands[1].crcValid);
-  // "~" and a count byte: the start of a command still on its way.
-  EXPECT_EQ(consumed, 1 + echo.size() + 1 + corrupt.size());
 }
 
 }  // namespace

@@ -8,12 +8,9 @@
 #include <stdlib.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <chrono>
-#include <ctime>
 #include <functional>
 #include <string>
-#include <thread>
 #include <tuple>
 
 #include "core/Headset.h"
@@ -86,7 +83,8 @@ class Commands : public ::testing::Test {
   std::size_t consumed = 0;
 };
 
-// The connect handshake pins the queries it makes; these are the others.
+// The connect handshake and the watchdog pin the commands they send; these
+// are the others.
 TEST_F(Commands, NamedCommandsSendTheirPacketAndWaitOnlyWhenTheyShould) {
   headset.verbosity = 1;
   const std::string text = "abcdefghijklmnopqrstuvwxyz0123";
@@ -102,17 +100,11 @@ TEST_F(Commands, NamedCommandsSendTheirPacketAndWaitOnlyWhenTheyShould) {
        {Dest::Master, Family::AcquisitionSettings, U16LE(0x0102) + U16LE(600)}},
       {[&] { return headset.QueryDataAcquisitionMode(); },
        {Dest::Master, Family::DataAcquisitionMode, U16LE(0)}},
-      {[&] { return headset.StopDataAcquisition(); }, {Dest::Master, Family::DataAcquisitionMode, U16LE(1)}},
-      {[&] { return headset.StartDataAcquisition(); }, {Dest::Master, Family::DataAcquisitionMode, U16LE(2)}},
       {[&] { return headset.StartImpedanceDriver(); }, {Dest::Slave, Family::ImpedanceDriverMode, U16LE(2)}},
       {[&] { return headset.StartAnalogReset(true); }, {Dest::Master, Family::AnalogResetMode, U16LE(2)}},
       {[&] { return headset.LockAnalogReset(); }, {Dest::Master, Family::AnalogResetMode, U16LE(3)}},
       {[&] { return headset.ChangeLEDs(0x1234); }, {Dest::Master, Family::LED, U16LE(0x1234)}},
       {[&] { return headset.Echo(text, -1.0, -1); }, {Dest::Master, Family::Echo, text.substr(0, 24)}},
-      {[&] { return headset.VerifyConnection(); }, {Dest::Master, Family::Echo, "Hi"}},
-      {[&] { return headset.StartBatteryMonitor(); },
-       {Dest::Master, Family::BatteryMonitor, U16LE(1)},
-       false},
       {[&] { return headset.StartAnalogReset(false); },
        {Dest::Master, Family::AnalogResetMode, U16LE(2)},
        false},
@@ -135,63 +127,16 @@ TEST_F(Commands, NamedCommandsSendTheirPacketAndWaitOnlyWhenTheyShould) {
   EXPECT_TRUE(MessageRecorder::All().empty()) << "no resends, no lost link";
 }
 
-TEST_F(Commands, AnsweredCommandIsWrittenOnceAndSettled) {
-  headset.verbosity = 7;
-  Command command = EchoCommand();
-  EXPECT_TRUE(headset.Send(command, 0.5, 3, 0.0));
-
-  const auto seen = peer.Commands();
-  ASSERT_EQ(seen.size(), 1u);
-  EXPECT_TRUE(!seen[0].prefixed && seen[0].crcValid);
-  EXPECT_EQ(seen[0].id, 0);
-  EXPECT_EQ(peer.Received(), seen[0].packet);
-  EXPECT_TRUE(command.ReplyIsFinal() && !command.ReplyRefused());
-  EXPECT_EQ(headset.pendingCommand.load(), nullptr);
-  EXPECT_EQ(Count("Sending command 0: Master.Echo( 48 69 )", 3), 1);
-  EXPECT_EQ(
-      Count("Raw command is " + QVT::PythonString(seen[0].packet.data(), seen[0].packet.size(), true), 7), 1);
-  EXPECT_FALSE(headset.linkLost);
-}
-
-TEST_F(Commands, ReplyReadOnAnotherThreadSettlesTheCommand) {
-  // As with background acquisition: another thread reads blocks too, and
-  // whichever reads the reply settles the command.
-  std::atomic<bool> stop{false};
-  std::thread reader([&] {
-    while (!stop) {
-      headset.TryToReadBlock();
-      usleep(1000);  // as the acquisition thread does, leaving the lock to others
-    }
-  });
-  for (int i = 0; i < 5; ++i) {
-    Command command = EchoCommand();
-    EXPECT_TRUE(headset.Send(command, 2.0, 3, 0.0));
-    EXPECT_TRUE(command.ReplyIsFinal());
-  }
-  stop = true;
-  reader.join();
-  EXPECT_EQ(SeenIDs(), (std::vector<int>{0, 1, 2, 3, 4}));
-  EXPECT_FALSE(headset.linkLost);
-}
-
-TEST_F(Commands, SilenceIsAnsweredByResendingUnderANewID) {
-  peer.StaySilent(2);
-  Command command = EchoCommand();
-  EXPECT_TRUE(headset.Send(command, 0.05, 4, 0.0));
-
-  EXPECT_EQ(SeenIDs(), (std::vector<int>{0, 1, 2}));
-  EXPECT_EQ(NewCommands().size(), 3u);  // each re-signed
-  EXPECT_EQ(MessageRecorder::StartingWith("No reply"),
-            (std::vector<std::string>{
-                "No reply received - resending (attempt #1) as command 1: Master.Echo( 48 69 )",
-                "No reply received - resending (attempt #2) as command 2: Master.Echo( 48 69 )"}));
-  EXPECT_TRUE(command.ReplyIsFinal());
-  EXPECT_FALSE(headset.linkLost);
-}
-
 // Wrong mode and reserved codes are resent; a bad parameter settles at once.
 TEST_F(Commands, RefusalsAreResentUnlessAParameterIsBad) {
-  for (const int status : {0x80, 0xE0, 0xE3, 0xE7, 0xF0, 0xF2, 0xFF}) {
+  const std::pair<int, std::string> refusals[] = {{0x80, "headset is in wrong mode"},
+                                                  {0xE0, "headset responded with reserved code 0xE0"},
+                                                  {0xE3, "headset responded with reserved code 0xE3"},
+                                                  {0xE7, "headset responded with reserved code 0xE7"},
+                                                  {0xF0, "parameter[0] is bad"},
+                                                  {0xF2, "parameter[2] is bad"},
+                                                  {0xFF, "parameter[15] is bad"}};
+  for (const auto& [status, reason] : refusals) {
     SCOPED_TRACE(status);
     const bool resent = status < 0xF0;
     MessageRecorder::Clear();
@@ -201,6 +146,7 @@ TEST_F(Commands, RefusalsAreResentUnlessAParameterIsBad) {
     Command command = EchoCommand();
     EXPECT_TRUE(headset.Send(command, 0.5, 3, 0.0));
     EXPECT_EQ(peer.Commands().size(), before + (resent ? 2 : 1));
+    EXPECT_EQ(Count("command 10 rejected: " + reason, 3), 1);
     EXPECT_EQ(MessageRecorder::StartingWith("Command failed - resending"),
               resent ? std::vector<std::string>{"Command failed - resending (attempt #1) as command 11: "
                                                 "Master.Echo( 48 69 )"}
@@ -216,8 +162,6 @@ TEST_F(Commands, ExhaustedAttemptsLoseTheLinkOnce) {
   EXPECT_EQ(ThrownMessage([&] { headset.Send(command, 0.5, 0, 0.0); }), "Command failed too many times.");
   EXPECT_EQ(Count("Sending command 0: Master.Echo( 48 69 )", 3), 1);
   EXPECT_TRUE(headset.linkLost);
-  usleep(50000);
-  EXPECT_EQ(peer.Received(), "");
 
   headset.linkLost = false;
   MessageRecorder::Clear();
@@ -236,12 +180,15 @@ TEST_F(Commands, ExhaustedAttemptsLoseTheLinkOnce) {
   EXPECT_EQ(MessageRecorder::StartingWith("QVT link lost").size(), 1u);
 }
 
+// A silent headset gets the command again under a new ID.
 TEST_F(Commands, PrefixGoesBeforeTheFirstWriteOnly) {
+  headset.verbosity = 7;
   headset.commandPrefix = "~";
   peer.StaySilent(1);
   Command command;
   command.Init(Dest::Master, Family::DeviceIdentification, nullptr, 0);
   EXPECT_TRUE(headset.Send(command, 0.05, 2, 0.0));
+  EXPECT_TRUE(command.ReplyIsFinal());
 
   const auto seen = peer.Commands();
   ASSERT_EQ(seen.size(), 2u);
@@ -249,8 +196,12 @@ TEST_F(Commands, PrefixGoesBeforeTheFirstWriteOnly) {
   EXPECT_FALSE(seen[1].prefixed);
   // The first write is the prefix and the 6-byte packet; the resend is the
   // re-signed packet and, to make up the same 7 bytes, the zero behind it.
-  EXPECT_EQ(peer.Received(), "~" + seen[0].packet + seen[1].packet + std::string(1, '\0'));
-  EXPECT_EQ(seen[0].packet.size(), 6u);
+  const std::string first = "~" + seen[0].packet;
+  EXPECT_EQ(peer.Received(), first + seen[1].packet + std::string(1, '\0'));
+  EXPECT_EQ(Count("Raw command is " + QVT::PythonString(first.data(), first.size(), true), 7), 1);
+  EXPECT_EQ(MessageRecorder::StartingWith("No reply"),
+            std::vector<std::string>{
+                "No reply received - resending (attempt #1) as command 1: Master.DeviceIdentification()"});
 }
 
 TEST_F(Commands, CommandIDsSkip95AndWrap) {
@@ -282,22 +233,6 @@ TEST_F(Commands, CalibrationWritesCarryPageKeyAndData) {
             "cannot write to page number 8: must be in range 0 to 8");
   EXPECT_TRUE(headset.WriteCalibrationMemory(8));
   EXPECT_TRUE(NewCommands().empty());
-}
-
-TEST_F(Commands, SetClockSendsTheComputersLocalTime) {
-  const auto clockAt = [](std::time_t t) {
-    std::tm l{};
-    localtime_r(&t, &l);
-    const std::string record{static_cast<char>(l.tm_mon + 1),    static_cast<char>(l.tm_mday),
-                             static_cast<char>(l.tm_year - 100), static_cast<char>(l.tm_hour),
-                             static_cast<char>(l.tm_min),        static_cast<char>(l.tm_sec)};
-    return SentList{{Dest::Master, Family::RealTimeClock, record}};
-  };
-  const std::time_t before = std::time(nullptr);
-  EXPECT_TRUE(headset.SetClock());
-  const std::time_t after = std::time(nullptr);
-  const SentList sent = NewCommands();
-  EXPECT_TRUE(sent == clockAt(before) || sent == clockAt(after)) << ::testing::PrintToString(sent);
 }
 
 TEST_F(Commands, AccelerometerRateIsCheckedAgainstTheReply) {
@@ -337,7 +272,7 @@ TEST_F(Commands, KillDataStreamStopsAcquisitionAndForgetsTheStreamState) {
   EXPECT_EQ(NewCommands(), stop);
 }
 
-TEST(CommandsWithoutLink, RefuseBeforeWritingAndReturnAtOnceOnSimulatedInput) {
+TEST(CommandsWithoutLink, RefuseBeforeWritingAndSucceedOnSimulatedInput) {
   Headset headset("deferred");
   Command command = EchoCommand();
   EXPECT_EQ(ThrownMessage([&] { headset.Send(command, 0.5, 1, 0.0); }),
@@ -347,12 +282,10 @@ TEST(CommandsWithoutLink, RefuseBeforeWritingAndReturnAtOnceOnSimulatedInput) {
 
   // Nothing is written and nothing awaited.
   headset.SimulateInput();
-  const auto start = std::chrono::steady_clock::now();
   EXPECT_TRUE(headset.Send(command, 0.5, 0, 0.0));
   EXPECT_TRUE(headset.QueryDeviceID());
   EXPECT_TRUE(headset.Echo("QVT Ready", 2.0, 10));
   EXPECT_TRUE(headset.VerifyConnection());
-  EXPECT_LT(SecondsSince(start), 0.5);
 }
 
 // A line whose other end is gone: writes fail with EIO.
