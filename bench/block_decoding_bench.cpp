@@ -84,4 +84,23 @@ BENCHMARK(BM_DecodeBlocks)
     ->Args({16, 1})
     ->Args({8, 0});
 
+// Every block damaged (a wrong CRC): each read refuses one block and
+// resynchronises through the next, which is what a noisy link costs.
+void BM_DecodeDamagedBlocks(benchmark::State& state) {
+  QVT::Headset headset("deferred");
+  headset.messageCallback.Set(nullptr);
+  headset.SimulateInput();
+  const int blocks = 32;
+  std::string batch = EncodeBatch(blocks, 8);
+  const std::size_t blockSize = batch.size() / blocks;
+  for (std::size_t at = 12; at < batch.size(); at += blockSize) batch[at] ^= 0x55;
+
+  for (auto _ : state) {
+    headset.FeedFakeData(batch.data(), batch.size());
+    for (int b = 0; b < blocks / 2; ++b) benchmark::DoNotOptimize(headset.TryToReadBlock());
+  }
+  state.SetItemsProcessed(state.iterations() * blocks);
+}
+BENCHMARK(BM_DecodeDamagedBlocks);
+
 }  // namespace

@@ -116,6 +116,10 @@ class Headset {
   // ---- block reading (src/protocol/HeadsetBlocks.cpp) -------------------------
   bool TryToReadBlock();
   int ReadBlock();
+  // ReadBlock without the exception: a bad block returns -1 with its text in
+  // frameError. A noisy link delivers bad blocks all the time, and a throw
+  // per block cost more than reading the block.
+  int ReadCheckedBlock(const char*& frameError);
   bool Resynchronize();
   unsigned DecodePacket(PacketHeaderStruct* packet, double blockTime);
   void FeedFakeData(const void* bytes, unsigned long count);

@@ -39,10 +39,11 @@ bool NoLink(const SerialConnection& serial) { return !serial.IsOpen() && serial.
 bool Headset::TryToReadBlock() {
   std::lock_guard<OwnedMutex> lock(readLock);
   if (resynchronizationNeeded && !Resynchronize()) return false;
-  try {
-    if (ReadBlock() == 0) return false;
-  } catch (const DataStreamError& error) {
-    if (WouldIssue(2)) IssueMessage(error + " - resynchronizing...", 2);
+  const char* frameError = nullptr;
+  const int read = ReadCheckedBlock(frameError);
+  if (read == 0) return false;
+  if (read < 0) {
+    if (WouldIssue(2)) IssueMessage(std::string(frameError) + " - resynchronizing...", 2);
     if (!Resynchronize()) return false;
   }
   lastDataTime.store(serial.Elapsed());
@@ -50,24 +51,35 @@ bool Headset::TryToReadBlock() {
 }
 
 int Headset::ReadBlock() {
+  const char* frameError = nullptr;
+  const int read = ReadCheckedBlock(frameError);
+  if (read < 0) throw DataStreamError(frameError);
+  return read;
+}
+
+int Headset::ReadCheckedBlock(const char*& frameError) {
+  // A bad block is its error text and -1.
+  const auto refuse = [&frameError](const char* text) {
+    frameError = text;
+    return -1;
+  };
   if (NoLink(serial))
     throw std::string("Cannot read from headset: serial-port connection not yet established.");
   std::uint8_t* const block = blockBuffer.data();
 
   const int headerBytes = serial.Receive(block, kHeaderSize, kReceiveTimeout);
   if (headerBytes == 0) return 0;
-  if (headerBytes < static_cast<int>(kHeaderSize)) throw DataStreamError("Block header ended prematurely.");
-  if (headerBytes > static_cast<int>(kHeaderSize))
-    throw DataStreamError("Block header contained too much data.");
-  if (ReadU16LE(block) != kStartCode) throw DataStreamError("Block did not start with the expected code.");
+  if (headerBytes < static_cast<int>(kHeaderSize)) return refuse("Block header ended prematurely.");
+  if (headerBytes > static_cast<int>(kHeaderSize)) return refuse("Block header contained too much data.");
+  if (ReadU16LE(block) != kStartCode) return refuse("Block did not start with the expected code.");
 
   const unsigned length = ReadU16LE(block + 2);
-  if (length > kMaxBlockLength) throw DataStreamError("Headset wants to send too much data.");
+  if (length > kMaxBlockLength) return refuse("Headset wants to send too much data.");
   // Compared unsigned on purpose: a length field below 14 makes the body size
   // negative, passes here and fails on the body read below.
   const std::int32_t bodySize = static_cast<std::int32_t>(length) - static_cast<std::int32_t>(kHeaderSize);
   if (static_cast<std::uint64_t>(static_cast<std::int64_t>(bodySize)) <= 7)
-    throw DataStreamError("Headset wants to send too little data.");
+    return refuse("Headset wants to send too little data.");
 
   // A negative body size asks for more than the buffer holds; never read more
   // than fits, which ends the same way: fewer bytes than asked.
@@ -75,14 +87,13 @@ int Headset::ReadBlock() {
   const std::size_t asked = bodySize > 0 ? static_cast<std::size_t>(bodySize) : SIZE_MAX;
   const std::size_t request = asked < kBodyRoom ? asked : kBodyRoom;
   const int bodyBytes = serial.Receive(block + kHeaderSize, request, kReceiveTimeout);
-  if (static_cast<std::size_t>(bodyBytes) < asked) throw DataStreamError("Block body ended prematurely");
-  if (static_cast<std::size_t>(bodyBytes) > asked)
-    throw DataStreamError("Block body contained too much data");
+  if (static_cast<std::size_t>(bodyBytes) < asked) return refuse("Block body ended prematurely");
+  if (static_cast<std::size_t>(bodyBytes) > asked) return refuse("Block body contained too much data");
 
   if (ReadU16LE(block + length - 2) != kEndCode)
-    throw DataStreamError("Block did not terminate with the expected code.");
+    return refuse("Block did not terminate with the expected code.");
   if (CRC16(block + kHeaderSize, static_cast<unsigned long>(bodySize - 2)) != ReadU16LE(block + kCRCOffset))
-    throw DataStreamError("Block failed consistency check.");
+    return refuse("Block failed consistency check.");
   // A packet whose length byte reaches past the block reads the slack behind
   // it; zeros there, never what an earlier block left.
   static_assert(kMaxBlockLength + kLongestOvershoot <= sizeof blockBuffer);
