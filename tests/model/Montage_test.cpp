@@ -216,6 +216,8 @@ TEST_F(Montage, CascadeRawStageBorrowsTheMontageChannelsWithoutOwningThem) {
   EXPECT_EQ(next->input, raw);
   EXPECT_FALSE(next->channelsBorrowed);
   EXPECT_EQ(next->channels[1]->String(true), "Cz-Fz");
+  // Without an input of its own, a stage reads the newest stage, not the first.
+  EXPECT_EQ(h->AddProcessingStage("last", nullptr, nullptr, nullptr)->input, next);
 
   raw->AddChannel("extra", 4);  // owned by the stage although the rest is borrowed
   raw->ClearChannels();
