@@ -3,6 +3,7 @@
 // feed complete input wherever silence is not what they are about.
 #include <gtest/gtest.h>
 
+#include <ostream>
 #include <string>
 
 #include "core/Headset.h"
@@ -148,6 +149,9 @@ struct FrameError {
   const char* message;  // the error, before " - resynchronizing..."
   int nextDecoded;      // the block read after the resynchronisation
 };
+
+// Test names carry the case's name; this keeps the listing free of byte dumps.
+void PrintTo(const FrameError& error, std::ostream* out) { *out << error.what; }
 
 class BlockFrameErrors : public BlockReading, public ::testing::WithParamInterface<FrameError> {};
 
