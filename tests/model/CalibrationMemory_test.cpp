@@ -265,7 +265,9 @@ TEST(CalibrationRead, FormatDecidesBaseNumbersKeepTheirLowByteAndTextMustEndAfte
     EXPECT_EQ(ThrownMessage([&] { image = Read(c.bytes, c.format); }),
               c.failure.empty() ? "(no failure)" : c.failure)
         << c.bytes.substr(0, 12) << "|" << c.format;
-    EXPECT_EQ(image[c.index], c.failure.empty() ? c.value : 0) << c.bytes.substr(0, 12) << "|" << c.format;
+    // A failed read returns nothing; what the compiler left in the
+    // destination is not the reader's to promise.
+    if (c.failure.empty()) EXPECT_EQ(image[c.index], c.value) << c.bytes.substr(0, 12) << "|" << c.format;
   }
 }
 
