@@ -51,6 +51,13 @@ std::vector<QVT_Channel*> MontageChannels(QVT_Headset* headset) {
   return channels;
 }
 
+void DiscardBufferedSamples(QVT_Headset* headset) {
+  for (QVT_Channel* channel : MontageChannels(headset))
+    for (unsigned long n = QVT_Channel_GetNumberOfBufferedSamples(channel); n > 0; --n)
+      QVT_Channel_ReadBuffered(channel);
+  ThrowIfFailed("cannot empty the buffers");
+}
+
 std::vector<ElectrodeImpedance> MeasureImpedances(QVT_Headset* headset, double seconds,
                                                   ProgressDisplay& display) {
   const std::vector<QVT_Channel*> channels = MontageChannels(headset);

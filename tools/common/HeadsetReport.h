@@ -32,6 +32,12 @@ void PrintIdentity(QVT_Headset* headset, std::FILE* out);
 // The montage's channels, in order. Throws RuntimeError when there are none.
 std::vector<QVT_Channel*> MontageChannels(QVT_Headset* headset);
 
+// Empties every montage channel; call it with acquisition stopped, after
+// adding channels to a chosen montage. Batches are paced by the channels the
+// montage was chosen with: one added later starts empty, and while the others
+// still held samples from before, a batch could find it short.
+void DiscardBufferedSamples(QVT_Headset* headset);
+
 // Runs the impedance driver while streaming for the given seconds and
 // returns the impedance of every referential EEG electrode; the driver is
 // stopped again, also on failure.

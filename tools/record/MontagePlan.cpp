@@ -9,6 +9,7 @@
 namespace QVT::Record {
 
 using Tools::Copy;
+using Tools::DiscardBufferedSamples;
 using Tools::MontageChannels;
 using Tools::ThrowIfFailed;
 
@@ -85,6 +86,7 @@ Channels PrepareMontage(QVT_Headset* headset, const std::vector<ChannelPlan>& pl
   QVT_Headset_AddChannelToMontage_FromString(headset, kSampleTime, 0);
   QVT_Headset_AddChannelToMontage_FromString(headset, kClockLag, 0);
   ThrowIfFailed("cannot add the clocks to the montage");
+  DiscardBufferedSamples(headset);
   Channels channels;
   channels.recorded = MontageChannels(headset);
   channels.clockLag = channels.recorded.back();

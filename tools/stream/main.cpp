@@ -38,6 +38,7 @@ std::vector<ChannelRow> StreamChannels(QVT_Headset* headset, double seconds, Pro
   QVT_Headset_AddChannelToMontage_FromString(headset, kSampleTime, 0);
   QVT_Channel* sampleTime = QVT_Headset_GetChannelByIndex(headset, static_cast<unsigned>(channels.size()));
   ThrowIfFailed("cannot add the sample time to the montage");
+  DiscardBufferedSamples(headset);
   std::vector<ChannelRow> rows(channels.size());
   for (std::size_t c = 0; c < channels.size(); ++c) rows[c].name = Copy(QVT_Channel_GetName(channels[c]));
   ThrowIfFailed("cannot read the channel names");

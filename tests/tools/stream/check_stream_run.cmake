@@ -1,7 +1,7 @@
 # Runs qvt-stream and checks its exit status and output.
 #   MODE=connection_failure: a missing port fails with status 1 and one line.
-#   MODE=emulated: a short stream against the virtual headset succeeds and
-#   ends with the channel table.
+#   MODE=emulated: a short stream after an impedance check, through a link
+#   that drops packets, succeeds and ends with the channel table.
 #   MODE=garbage: SECONDS of streaming from a headset that mixes blocks of
 #   random packets into its data succeed, and samples keep arriving.
 if(MODE STREQUAL "connection_failure")
@@ -14,7 +14,7 @@ if(MODE STREQUAL "connection_failure")
     message(FATAL_ERROR "expected one qvt-stream line on stderr, got:\n${err}")
   endif()
 elseif(MODE STREQUAL "emulated")
-  execute_process(COMMAND ${EMULATOR} -- ${STREAM} --seconds 2 --impedance 1
+  execute_process(COMMAND ${EMULATOR} --drop 0.01 --seed 3 -- ${STREAM} --seconds 4 --impedance 1
     RESULT_VARIABLE status OUTPUT_VARIABLE out ERROR_VARIABLE err TIMEOUT 120)
   if(NOT status EQUAL 0)
     message(FATAL_ERROR "exit status ${status}\nstdout:\n${out}\nstderr:\n${err}")
