@@ -65,6 +65,8 @@ def plain():
         rising = np.flatnonzero((trigger[1:] != 0) & (trigger[1:] != trigger[:-1])) + 1
         onsets = [round(a["onset"] * rate) for a in described(raw, "TRG ")]
         check(9 <= len(rising) <= 11 and onsets == list(rising), f"triggers at {onsets}, onsets {list(rising)}")
+        texts = [a["description"] for a in described(raw, "TRG ")]
+        check(texts == [f"TRG {v:.0f}" for v in trigger[rising]], f"trigger annotations {texts}")
     # The quick look at a recording.
     picture = os.path.join(WORK, "look.png")
     run = subprocess.run([sys.executable, "-m", "qvt.plot", path, "-o", picture], capture_output=True, text=True,
