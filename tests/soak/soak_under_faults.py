@@ -1,19 +1,15 @@
 """A long recording through a poor link: qvt-record --reconnect against
 `qvt-emulator --rate 600 --corrupt 1e-4 --drop 1e-3` with silent spells,
-its memory and descriptors watched from outside, the file read back with MNE.
+watched from outside and read back with MNE.
 
 usage: soak_under_faults.py EMULATOR RECORDER [MINUTES]
 
-Passes when, after the first two minutes, the recorder's resident memory
-grows by less than 1 MB beyond what the file's annotations take (EDFlib
-keeps them in memory until the file is closed, about 64 bytes each) and its
-open descriptors do not grow; the library
-never overflows; every spell longer than the watchdog interval costs exactly
-one link loss and no shorter one costs any; and every packet the emulator
-dropped or garbled is among the samples the file marks as lost. A garbled
-block costs the library that block and, while it finds the next block's
-start, usually the next one too, so the file may mark up to one more block
-per garbled one.
+Passes when, after two minutes, the recorder's memory grows by less than 1 MB
+beyond its annotations (EDFlib keeps them, about 64 bytes each, until the file
+closes) and its descriptors do not grow; nothing overflows; each spell longer
+than the watchdog interval costs one link loss and no shorter one any; and the
+samples marked lost cover every dropped or garbled packet, plus at most one
+more block per garbled one (the search for the next block's start).
 """
 import os
 import re
