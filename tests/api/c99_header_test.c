@@ -1,4 +1,4 @@
-/* The public header compiles as C99, and its functions link and run from C. */
+// The public header compiles as C99, and its functions link and run from C.
 #include <stdio.h>
 #include <string.h>
 
@@ -24,7 +24,7 @@ static int Globals(void) {
   int failures = 0;
   failures += Load_QVT_API() != 0;
   failures += strcmp(QVT_GetAPIVersion(), "1.20.4") != 0;
-  /* Any non-zero flag escapes every byte. */
+  // Any non-zero flag escapes every byte.
   failures += strcmp(QVT_PythonString(bytes, sizeof bytes, 7), "\"\\x41\\x0A\"") != 0;
   failures += QVT_GetDefaultPort() == NULL;
   QVT_SanityCheck();
@@ -35,7 +35,7 @@ static int Globals(void) {
   return failures;
 }
 
-/* One call or more of each handle family on a headset that has no link. */
+// One call or more of each handle family on a headset that has no link.
 static int Families(void) {
   int failures = 0;
   QVT_Headset* headset = QVT_Headset_New(NULL);

@@ -28,10 +28,8 @@ SlotLayout SevenSlotLayout();
 // gain. No buffers are allocated.
 std::unique_ptr<Headset> MakeHeadset(const SlotLayout& slots, SourceID::Code factoryReference = SourceID::Pz);
 
-// Position from 1, as MatchSource numbers them, of the host-made sources.
-inline constexpr int kTriggerPosition = 25;
+// Position from 1, as MatchSource numbers them, of the factory reference.
 inline constexpr int kFactoryReferencePosition = 26;
-inline constexpr int kSourceCount = 42;
 
 // The message f throws as a string, or "(no failure)".
 template <class F>

@@ -48,7 +48,8 @@ void OnSample(QVT_Headset* headset, double, void* data) {
   }
 }
 
-// Changes and reads, as fast as a careless client might.
+// Changes and reads, as fast as a careless client might; the information
+// report reads every other report.
 void Meddle(const std::atomic<bool>& stop) {
   for (long round = 0; !stop; ++round) {
     const bool on = round % 2 == 0;
@@ -59,9 +60,6 @@ void Meddle(const std::atomic<bool>& stop) {
     QVT_Headset_GetAlarm(gHeadset, 0);
     QVT_Headset_GetInfoString(gHeadset);
     QVT_Headset_GetBatteryLevel(gHeadset, 1);
-    QVT_Headset_GetBatteryLevelString(gHeadset);
-    QVT_Headset_GetFirmwareRevision(gHeadset);
-    QVT_Headset_GetHardwareModel(gHeadset);
     QVT_Headset_GetNumberOfBufferedSamples(gHeadset);
     std::this_thread::sleep_for(std::chrono::microseconds(500));
   }

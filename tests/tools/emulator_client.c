@@ -1,10 +1,10 @@
-/* A client run under the virtual headset: connects through QVTSerialPort,
- * checks the headset's identity and its connection alarm, streams with the
- * impedance driver on and checks the sample count and the impedance
- * estimates against what the emulator was told.
- *
- * Usage: emulator_client EXPECTED_KOHM SECONDS
- * Exit status 0 when every check holds, 1 otherwise. */
+// A client run under the virtual headset: connects through QVTSerialPort,
+// checks the headset's identity and its connection alarm, streams with the
+// impedance driver on and checks the sample count and the impedance
+// estimates against what the emulator was told.
+//
+// Usage: emulator_client EXPECTED_KOHM SECONDS
+// Exit status 0 when every check holds, 1 otherwise.
 #include <math.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -53,10 +53,8 @@ int main(int argc, char** argv) {
 
   for (i = 0; i < sizeof electrodes / sizeof electrodes[0]; ++i) {
     const double z = QVT_Source_GetImpedanceEEG(QVT_Headset_GetSourceByName(headset, electrodes[i]));
-    printf("%s impedance %.3f kOhm\n", electrodes[i], z);
     Check(Near(z, expected, 0.03), "electrode impedance within 3 %", z);
   }
-  printf("common-mode impedance %.3f kOhm\n", QVT_Headset_GetImpedanceCMF(headset));
   Check(Near(QVT_Headset_GetImpedanceCMF(headset), expected, 0.03), "common-mode impedance within 3 %",
         QVT_Headset_GetImpedanceCMF(headset));
   Check(QVT_Error() == NULL, "no library error", 0.0);

@@ -1,11 +1,10 @@
 // Run under qvt-emulator: what the library delivers, recorded through the
 // same montage plan, recording and writer as qvt-record, comes back from
-// EDFlib's reader within one step per sample, with its names, units and a
-// trigger annotation at every onset.
+// EDFlib's reader within one step per sample, with its names and units. The
+// trigger annotations are read back with MNE by the recording tool's check.
 #include <edflib.h>
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <cstdio>
 #include <filesystem>
 #include <string>
@@ -94,22 +93,6 @@ TEST(RecordedFile, HoldsWhatTheLibraryDeliveredWithinOneStep) {
       ASSERT_NEAR(back[k], delivered[k][static_cast<std::size_t>(s)], step) << param.label << " sample " << k;
   }
 
-  std::vector<std::pair<long long, std::string>> onsets;  // in samples
-  for (long long a = 0; a < header.annotations_in_file; ++a) {
-    edf_annotation_struct annotation{};
-    ASSERT_EQ(edf_get_annotation(header.handle, static_cast<int>(a), &annotation), 0);
-    if (std::string(annotation.annotation).rfind("TRG ", 0) == 0)
-      onsets.emplace_back(std::llround(static_cast<double>(annotation.onset) * rate / EDFLIB_TIME_DIMENSION),
-                          annotation.annotation);
-  }
-  std::vector<std::pair<long long, std::string>> expected;
-  for (std::size_t k = 0; k < delivered.size(); ++k) {
-    const double value = delivered[k][static_cast<std::size_t>(trigger)];
-    if (value != 0.0 && (k == 0 || value != delivered[k - 1][static_cast<std::size_t>(trigger)]))
-      expected.emplace_back(static_cast<long long>(k), "TRG " + std::to_string(std::llround(value)));
-  }
-  EXPECT_FALSE(expected.empty());
-  EXPECT_EQ(onsets, expected);
   edfclose_file(header.handle);
   std::filesystem::remove(path);
 }

@@ -1,8 +1,8 @@
 """qvt-record end to end against the virtual headset, read back with MNE.
 
 usage: check_recording.py MODE EMULATOR RECORDER
-  plain   10 s at 300 and at 600 Hz: samples, names, units, one trigger
-          annotation per pulse on the trigger channel's onset, events
+  plain   10 s at 300 and at 600 Hz: samples, names, one trigger annotation
+          per pulse on the trigger channel's onset, and the quick look
   drops   --drop 0.01: the gaps add up to exactly what the emulator dropped
   outage  --outage 4:4 --reconnect: data before and after one BAD link lost
   ending  SIGTERM, a full disk and a slow disk each leave a readable file
@@ -58,8 +58,6 @@ def plain():
         raw = read(path)
         check(raw.info["sfreq"] == rate and raw.n_times == 10 * rate, f"{raw.n_times} samples at {rate} Hz")
         check(raw.ch_names == EEG + ["X1", "X2", "TRG", "ACCX", "ACCY", "ACCZ"], str(raw.ch_names))
-        units = [ch["unit_mul"] for ch in raw.info["chs"]]
-        check(all(u == units[0] for u in units), "units")  # MNE scales every unit to volts or 1
         eeg = raw.get_data(picks=EEG) * 1e6
         check(1.0 < np.std(eeg) < 200.0, f"EEG of {np.std(eeg)} uV is no EEG")
         # One annotation per pulse, where the trigger channel turns on.
@@ -67,8 +65,8 @@ def plain():
         rising = np.flatnonzero((trigger[1:] != 0) & (trigger[1:] != trigger[:-1])) + 1
         onsets = [round(a["onset"] * rate) for a in described(raw, "TRG ")]
         check(9 <= len(rising) <= 11 and onsets == list(rising), f"triggers at {onsets}, onsets {list(rising)}")
-        events, ids = mne.events_from_annotations(raw, regexp="^TRG", verbose="error")
-        check(list(events[:, 0] - raw.first_samp) == list(rising) and len(ids) >= 1, f"events {events}")
+        texts = [a["description"] for a in described(raw, "TRG ")]
+        check(texts == [f"TRG {v:.0f}" for v in trigger[rising]], f"trigger annotations {texts}")
     # The quick look at a recording.
     picture = os.path.join(WORK, "look.png")
     run = subprocess.run([sys.executable, "-m", "qvt.plot", path, "-o", picture], capture_output=True, text=True,
