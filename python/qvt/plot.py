@@ -49,7 +49,9 @@ def file_impedances(raw):
         # Measured before the recording, so written at its very start.
         if match and annotation["onset"] - raw.first_time < 0.5:
             found[match.group(1)] = float(match.group(2))
-    return found
+    # Annotations at one time come back in no set order: show the montage's.
+    position = {name: i for i, name in enumerate(raw.ch_names)}
+    return dict(sorted(found.items(), key=lambda item: position.get(item[0], len(position))))
 
 
 def marks(raw):
