@@ -66,7 +66,7 @@ TEST(Reports, RelativeTimeStampIsSixWideWithThreeDecimals) {
   EXPECT_EQ(now.substr(0, 3), " 0.") << now;
 }
 
-TEST(SimulatedLink, IdleReadsWhatArrivesWithoutStartingAStream) {
+TEST(SimulatedLink, IdleReadsWhatArrivesWithoutStartingAStreamAndFreshDataMeansConnected) {
   using namespace QVT::testing;
   Headset headset("deferred");
   headset.messageCallback.Set(nullptr);
@@ -78,6 +78,10 @@ TEST(SimulatedLink, IdleReadsWhatArrivesWithoutStartingAStream) {
   EXPECT_EQ(headset.GetAlarm(false), 527);
   EXPECT_EQ(headset.batteryLevel1, 80.0);
   EXPECT_EQ(headset.DataAcquisitionModeNow(), -1);
+  // Fresh data answers without an echo, unless the link was given up.
+  EXPECT_TRUE(headset.IsConnected());
+  headset.linkLost = true;
+  EXPECT_FALSE(headset.IsConnected());
 }
 
 }  // namespace
