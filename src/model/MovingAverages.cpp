@@ -8,11 +8,30 @@ namespace {
 
 bool IsFinite(double v) { return v - v == 0.0; }
 
+// The thread sanitizer does not model fences. Under it the published values
+// are stored with release and loaded with acquire, which it checks; elsewhere
+// two fences do the same for less on the path every sample takes.
+#if defined(__SANITIZE_THREAD__)
+constexpr bool kFences = false;
+#elif defined(__has_feature)
+#if __has_feature(thread_sanitizer)
+constexpr bool kFences = false;
+#else
+constexpr bool kFences = true;
+#endif
+#else
+constexpr bool kFences = true;
+#endif
+constexpr std::memory_order kPublish = kFences ? std::memory_order_relaxed : std::memory_order_release;
+constexpr std::memory_order kTake = kFences ? std::memory_order_relaxed : std::memory_order_acquire;
+
 }  // namespace
 
+// A reader that sees any of a write's values also sees the odd count before
+// them.
 void MovingAverages::BeginWrite() {
   version.store(version.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
-  std::atomic_thread_fence(std::memory_order_release);
+  if constexpr (kFences) std::atomic_thread_fence(std::memory_order_release);
 }
 
 void MovingAverages::EndWrite() {
@@ -37,8 +56,8 @@ void MovingAverages::Clear() {
 
 void MovingAverages::Flush() {
   BeginWrite();
-  for (auto& sum : sums) sum.store(0.0, std::memory_order_relaxed);
-  written.store(false, std::memory_order_relaxed);
+  for (auto& sum : sums) sum.store(0.0, kPublish);
+  written.store(false, kPublish);
   EndWrite();
 }
 
@@ -56,14 +75,14 @@ void MovingAverages::Write(const Values& v, unsigned writeTag) {
       // so skipping a non-finite value needs no branch.
       s -= IsFinite(old) ? old : 0.0;
       s += IsFinite(v.of[k]) ? v.of[k] : -0.0;
-      sums[k].store(s, std::memory_order_relaxed);
+      sums[k].store(s, kPublish);
       slot.of[k] = v.of[k];
     }
     // A compare, not a division: this runs for every electrode and sample.
     writeIndex = writeIndex + 1 == capacity ? 0 : writeIndex + 1;
   }
-  tag.store(writeTag, std::memory_order_relaxed);
-  written.store(true, std::memory_order_relaxed);
+  tag.store(writeTag, kPublish);
+  written.store(true, kPublish);
   EndWrite();
 }
 
@@ -72,10 +91,10 @@ MovingAverages::Snapshot MovingAverages::Read() const {
   for (;;) {
     const std::uint32_t before = version.load(std::memory_order_acquire);
     if (before % 2 == 0) {
-      for (std::size_t k = 0; k < kKinds; ++k) snapshot.sums.of[k] = sums[k].load(std::memory_order_relaxed);
-      snapshot.tag = tag.load(std::memory_order_relaxed);
-      snapshot.written = written.load(std::memory_order_relaxed);
-      std::atomic_thread_fence(std::memory_order_acquire);
+      for (std::size_t k = 0; k < kKinds; ++k) snapshot.sums.of[k] = sums[k].load(kTake);
+      snapshot.tag = tag.load(kTake);
+      snapshot.written = written.load(kTake);
+      if constexpr (kFences) std::atomic_thread_fence(std::memory_order_acquire);
       if (version.load(std::memory_order_relaxed) == before) return snapshot;
     }
     std::this_thread::yield();
