@@ -264,7 +264,9 @@ TEST(CalibrationRead, FormatDecidesBaseNumbersKeepTheirLowByteAndTextMustEndAfte
         << c.bytes.substr(0, 12) << "|" << c.format;
     // A failed read returns nothing; what the compiler left in the
     // destination is not the reader's to promise.
-    if (c.failure.empty()) EXPECT_EQ(image[c.index], c.value) << c.bytes.substr(0, 12) << "|" << c.format;
+    if (c.failure.empty()) {
+      EXPECT_EQ(image[c.index], c.value) << c.bytes.substr(0, 12) << "|" << c.format;
+    }
   }
 }
 
