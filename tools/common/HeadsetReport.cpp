@@ -76,6 +76,9 @@ std::vector<ElectrodeImpedance> MeasureImpedances(QVT_Headset* headset, double s
           return true;
         },
         display, progress);
+    // The link can be given up while the last batches still come in; the
+    // estimates of a lost link are not worth reporting.
+    if (TakeLinkLost()) throw LinkLostError("the link to the headset was lost while measuring impedances");
     // Read before the driver stops: every later sample resets the estimates.
     const unsigned sources = QVT_Headset_GetNumberOfSources(headset);
     for (unsigned s = 0; s < sources; ++s) {
