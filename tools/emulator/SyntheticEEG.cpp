@@ -30,6 +30,7 @@ constexpr double kLineMicrovolts = 4.0;
 constexpr double kBlinkSeconds = 0.3;
 constexpr double kBlinkPatternSeconds = 20.0;
 constexpr double kTriggerPulseSeconds = 0.02;
+constexpr int kSevenElectrodeSlots = 7;
 
 constexpr double kCountsPerG = 1024.0;
 
@@ -55,7 +56,7 @@ double BlinkAmplitude(std::string_view name) {
 }  // namespace
 
 SyntheticEEG::SyntheticEEG(const CalibrationImage& calibration, const SignalSettings& settings)
-    : settings_(settings) {
+    : settings_(settings), triggerShift_(PresentSlotCount(calibration) == kSevenElectrodeSlots ? 4 : 0) {
   std::mt19937_64 random(settings.seed);
   std::uniform_real_distribution<double> phase(0.0, kTwoPi);
   for (int k = 0; k < CalibrationLayout::kSlots; ++k) {
@@ -104,7 +105,7 @@ double SyntheticEEG::CarrierCounts(int slotIndex, double factor) const {
 
 std::string SyntheticEEG::PacketBody(double t, double stampSeconds, bool impedanceDriver) const {
   const double sinceSecond = t - std::floor(t);
-  std::string body(1, static_cast<char>(sinceSecond < kTriggerPulseSeconds ? 1 : 0));
+  std::string body(1, static_cast<char>(sinceSecond < kTriggerPulseSeconds ? 1 << triggerShift_ : 0));
   for (int k = 0; k < CalibrationLayout::kSlots; ++k) {
     const Slot& slot = slots_[static_cast<std::size_t>(k)];
     double raw = Microvolts(k, t) / slot.gain;

@@ -24,7 +24,9 @@ class SyntheticEEG {
  public:
   SyntheticEEG(const CalibrationImage& calibration, const SignalSettings& settings);
 
-  // The 49-byte body of a data packet: trigger byte, then the 24 slot values
+  // The 49-byte body of a data packet: trigger byte (a pulse of 1 each second,
+  // in the upper half on a seven-electrode headset, as those carry their
+  // trigger lines), then the 24 slot values
   // in raw counts. The signal is taken at t, the carriers at the packet's
   // time stamp as the host reads it (their phase is what the host demodulates
   // against).
@@ -55,6 +57,7 @@ class SyntheticEEG {
   SignalSettings settings_;
   std::array<Slot, CalibrationLayout::kSlots> slots_;
   std::vector<double> blinkTimes_;  // within a repeating 20 s pattern
+  int triggerShift_ = 0;
 };
 
 }  // namespace QVT::emulator

@@ -49,3 +49,12 @@ TEST(SyntheticEEG, ClosingTheEyesRaisesOccipitalMoreThanFrontalActivity) {
   EXPECT_GT(RootMeanSquare(closed, kO1), 1.5 * RootMeanSquare(open, kO1));
   EXPECT_LT(RootMeanSquare(closed, kFz), 1.2 * RootMeanSquare(open, kFz));
 }
+
+TEST(SyntheticEEG, TriggerPulsesEachSecondInTheUpperHalfOnASevenElectrodeHeadset) {
+  for (const auto& [image, pulse] : {std::pair{QVT::testing::TenTwentyCalibrationImage(), '\x01'},
+                                     std::pair{QVT::testing::SevenSlotCalibrationImage(), '\x10'}}) {
+    const SyntheticEEG eeg(image, SignalSettings{});
+    EXPECT_EQ(eeg.PacketBody(1.0, 1.0, false)[0], pulse);
+    EXPECT_EQ(eeg.PacketBody(1.5, 1.5, false)[0], '\0');
+  }
+}
