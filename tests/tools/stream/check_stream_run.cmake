@@ -2,6 +2,8 @@
 #   MODE=connection_failure: a missing port fails with status 1 and one line.
 #   MODE=emulated: a short stream after an impedance check, through a link
 #   that drops packets, succeeds and ends with the channel table.
+#   MODE=narrow: at 600 Hz over a line too narrow for it, the blocks that do
+#   not fit are lost and reported as gaps, not delivered ever later.
 #   MODE=garbage: SECONDS of streaming from a headset that mixes blocks of
 #   random packets into its data succeed, and samples keep arriving.
 if(MODE STREQUAL "connection_failure")
@@ -25,6 +27,12 @@ elseif(MODE STREQUAL "emulated")
       message(FATAL_ERROR "output lacks \"${expected}\":\n${out}\nstderr:\n${err}")
     endif()
   endforeach()
+elseif(MODE STREQUAL "narrow")
+  execute_process(COMMAND ${EMULATOR} --slow --rate 600 -- ${STREAM} --seconds 3
+    RESULT_VARIABLE status OUTPUT_VARIABLE out ERROR_VARIABLE err TIMEOUT 120)
+  if(NOT status EQUAL 0 OR NOT out MATCHES "\n[0-9]+ samples in [0-9.]+ s[^\n]* [1-9][0-9]* lost in")
+    message(FATAL_ERROR "exit status ${status}, expected samples lost in gaps:\n${out}")
+  endif()
 elseif(MODE STREQUAL "garbage")
   execute_process(COMMAND ${EMULATOR} --garbage 0.2 --seed 7 -- ${STREAM} --seconds ${SECONDS}
     RESULT_VARIABLE status OUTPUT_VARIABLE out ERROR_VARIABLE err TIMEOUT 300)

@@ -35,6 +35,10 @@ constexpr double kQuietSpellSeconds = 2.0;  // a client talking after it has con
 // The slow link: about 230400 baud, and a reply delay of a busy radio.
 constexpr double kSlowBytesPerSecond = 23040.0;
 constexpr auto kSlowReplyDelay = std::chrono::milliseconds(30);
+// What the narrow line holds before the headset's blocks are lost: without a
+// bound the stream would fall ever further behind. A normal line carries any
+// rate; there, lateness is only the emulator's own, and it catches up.
+constexpr double kSlowLineBacklogSeconds = 0.1;
 
 // The headset keeps its clock as calendar fields, without a time zone; the
 // arithmetic runs in UTC so that it never touches the C library's time-zone
@@ -253,7 +257,9 @@ void HeadsetPeer::Stream() {
     streamPackets_ += perBlock;
     dataPacketsSent_ += perBlock;
     pollfd room{fd_, POLLOUT, 0};
-    if (poll(&room, 1, 0) <= 0 || !(room.revents & POLLOUT)) {  // dropped
+    const bool behind =
+        profile_.faults.slow && static_cast<double>(due - streamPackets_) > rate * kSlowLineBacklogSeconds;
+    if (behind || poll(&room, 1, 0) <= 0 || !(room.revents & POLLOUT)) {  // dropped
       if (profile_.faults.onDropped)
         for (const std::uint64_t position : carried) profile_.faults.onDropped(position, false);
       continue;
