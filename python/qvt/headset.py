@@ -1,5 +1,6 @@
 """qvt.Headset: one headset, its identity, montage and signals."""
 import logging
+import math
 import threading
 
 from . import lib
@@ -243,11 +244,14 @@ class Headset:
 
     def read(self, seconds):
         """(data, times): data of shape (channels, samples) in µV, and the
-        time of each sample in seconds since the link opened."""
+        time of each sample in seconds since the link opened; no samples for
+        0 seconds. Raises ValueError for a negative or non-finite duration."""
+        if not 0 <= seconds < math.inf:
+            raise ValueError(f"seconds must be a finite number of at least 0, not {seconds!r}")
         channels = self._delivering_channels()
         self._start_streaming()
         rate = self.sampling_rate
-        count = max(1, int(seconds * rate + 0.5))
+        count = max(1, int(seconds * rate + 0.5)) if seconds > 0 else 0
         # The library will not wait for more than its buffers hold, so a long
         # read is taken in parts, each well inside them.
         capacity = min(lib.call(lib.QVT_Channel_GetBufferCapacity, c) for c in channels)

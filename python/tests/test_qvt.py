@@ -40,6 +40,10 @@ def test_read_gives_channels_by_samples_at_the_sampling_rate(headset):
     data, times = headset.read(2.0)
     assert data.shape == (len(headset.channel_names), 600)
     assert numpy.allclose(numpy.diff(times), 1 / 300)
+    assert headset.read(0)[0].shape == (len(headset.channel_names), 0)
+    for careless in (-1, float("nan"), float("inf")):
+        with pytest.raises(ValueError, match="seconds must be a finite number"):
+            headset.read(careless)
 
 
 @needs_headset
