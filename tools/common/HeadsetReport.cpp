@@ -3,6 +3,7 @@
 #include <sstream>
 
 #include "BatchLoop.h"
+#include "Interrupt.h"
 #include "LibraryCalls.h"
 #include "MessageLog.h"
 
@@ -80,7 +81,8 @@ std::vector<ElectrodeImpedance> MeasureImpedances(QVT_Headset* headset, double s
     // estimates of a lost link are not worth reporting.
     if (TakeLinkLost()) throw LinkLostError("the link to the headset was lost while measuring impedances");
     // Read before the driver stops: every later sample resets the estimates.
-    const unsigned sources = QVT_Headset_GetNumberOfSources(headset);
+    // Cut short, the averages have not filled and would read too low.
+    const unsigned sources = Interrupted() ? 0 : QVT_Headset_GetNumberOfSources(headset);
     for (unsigned s = 0; s < sources; ++s) {
       QVT_Source* source = QVT_Headset_GetSourceByIndex(headset, s);
       if (QVT_Source_IsReferentialEEG(source) == 1)

@@ -39,8 +39,8 @@ std::vector<QVT_Channel*> MontageChannels(QVT_Headset* headset);
 void DiscardBufferedSamples(QVT_Headset* headset);
 
 // Runs the impedance driver while streaming for the given seconds and
-// returns the impedance of every referential EEG electrode; the driver is
-// stopped again, also on failure.
+// returns the impedance of every referential EEG electrode (none when Ctrl-C
+// cut the measurement short); the driver is stopped again, also on failure.
 std::vector<ElectrodeImpedance> MeasureImpedances(QVT_Headset* headset, double seconds,
                                                   ProgressDisplay& display);
 

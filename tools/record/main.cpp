@@ -269,6 +269,7 @@ int Session::Run() {
     }
   }
   if (Interrupted()) ending = " (interrupted)";
+  TakeAlarms();  // those that came after the last batch, or before the first
   recording->Finish();
   try {
     writer->Close();

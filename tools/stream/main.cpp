@@ -84,7 +84,8 @@ int Run(const Options& options) {
     std::printf("\nMeasuring impedances for %g s\n", options.impedanceSeconds);
     std::fflush(stdout);
     const auto electrodes = MeasureImpedances(headset.get(), options.impedanceSeconds, display);
-    std::printf("%s", FormatImpedanceTable(electrodes, options.goodBelowKOhm).c_str());
+    if (!electrodes.empty())
+      std::printf("%s", FormatImpedanceTable(electrodes, options.goodBelowKOhm).c_str());
     for (const auto& electrode : electrodes)
       if (!electrode.reference) impedances[electrode.name] = electrode.kOhm;
   }
