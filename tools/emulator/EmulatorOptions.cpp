@@ -119,7 +119,8 @@ std::string EmulatorUsage(const std::string& program) {
          "                           and of every one sent garbled (\"N garbled\")\n"
          "  --refuse FAMILY          refuse a command family (name or code) with status 0x80;\n"
          "                           may be repeated\n"
-         "  --slow                   a narrow link (about 230400 baud) with slow replies\n"
+         "  --slow                   a narrow link (about 230400 baud) with slow replies; at\n"
+         "                           600 Hz it loses the blocks it has no room for\n"
          "  -h, --help               this text\n";
 }
 
