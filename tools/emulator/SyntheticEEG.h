@@ -26,10 +26,9 @@ class SyntheticEEG {
 
   // The 49-byte body of a data packet: trigger byte (a pulse of 1 each second,
   // in the upper half on a seven-electrode headset, as those carry their
-  // trigger lines), then the 24 slot values
-  // in raw counts. The signal is taken at t, the carriers at the packet's
-  // time stamp as the host reads it (their phase is what the host demodulates
-  // against).
+  // trigger lines), then the 24 slot values in raw counts. The signal is taken
+  // at t, the carriers at the packet's time stamp as the host reads it (their
+  // phase is what the host demodulates against).
   std::string PacketBody(double t, double stampSeconds, bool impedanceDriver) const;
 
   // One slot's value in microvolts at time t, carriers excluded.
