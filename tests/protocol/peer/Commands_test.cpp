@@ -257,8 +257,9 @@ TEST_F(Commands, KillDataStreamStopsAcquisitionAndForgetsTheStreamState) {
   EXPECT_EQ(headset.expectedSequenceNumber, -1);
 
   // Without waiting nothing is read, so a pending resynchronisation is simply
-  // dropped.
+  // dropped and a block already in flight stays for the caller.
   peer.StaySilent(1);
+  ASSERT_TRUE(peer.SendPackets(""));
   headset.resynchronizationNeeded = true;
   const auto start = std::chrono::steady_clock::now();
   headset.KillDataStream(false);
@@ -266,6 +267,7 @@ TEST_F(Commands, KillDataStreamStopsAcquisitionAndForgetsTheStreamState) {
   EXPECT_FALSE(headset.resynchronizationNeeded);
   ASSERT_TRUE(peer.WaitForCommands(consumed + 1, 2.0));
   EXPECT_EQ(NewCommands(), stop);
+  EXPECT_TRUE(headset.TryToReadBlock());
 }
 
 TEST(CommandsWithoutLink, RefuseBeforeWriting) {
