@@ -61,12 +61,12 @@ void Headset::ForgetPending(int id, bool final, bool refused) {
 }
 
 bool Headset::Send(Command& command, double timeout, int attempts, double writeLimit) {
+  if (serial.SimulatedInput() != nullptr) return true;
   // The reply would have to be read by this very thread, which is busy in a
   // callback of the read or exchange already under way.
   if (readLock.HeldByThisThread() || sendLock.HeldByThisThread())
     throw std::string(
         "Cannot send a command from inside a callback that runs while the headset reads its link.");
-  if (serial.SimulatedInput() != nullptr) return true;
   if (!serial.IsOpen())
     throw std::string("Cannot send commands to headset: serial-port connection not yet established.");
   if (linkLost.load()) throw std::string("QVT link lost: cannot send command");

@@ -18,8 +18,8 @@ QVT_Headset* gHeadset = nullptr;
 std::atomic<long> gMessages{0};
 std::atomic<long> gSamples{0};
 std::atomic<long> gTornSamples{0};
-std::atomic<bool> gDeleteTried{false};
-std::atomic<bool> gDeleteRefused{false};
+std::atomic<bool> gSelfCallsTried{false};
+std::atomic<bool> gSelfCallsRefused{false};
 int gSampleData = 0;
 
 // Reads the alarm queue and the reports now and then, as a client reacting
@@ -38,13 +38,18 @@ int OnMessage(const char*, int level) {
 void OnSample(QVT_Headset* headset, double, void* data) {
   if (data != &gSampleData) ++gTornSamples;
   ++gSamples;
-  // Deleting the headset from its own callback must be refused, not done.
-  if (!gDeleteTried.exchange(true)) {
+  // Deleting the headset or sending it a command from its own callback must
+  // be refused, not done: either would wait for this very thread.
+  if (!gSelfCallsTried.exchange(true)) {
     QVT_ClearError();
     QVT_Headset_Delete(headset);
     const char* error = QVT_Error();
-    gDeleteRefused = error != nullptr && std::string(error).rfind("Cannot delete", 0) == 0 &&
-                     QVT_Headset_GetSamplingRate(headset) > 0.0;
+    const bool deleteRefused = error != nullptr && std::string(error).rfind("Cannot delete", 0) == 0 &&
+                               QVT_Headset_GetSamplingRate(headset) > 0.0;
+    QVT_ClearError();
+    QVT_Headset_SendBatteryQuery(headset);
+    error = QVT_Error();
+    gSelfCallsRefused = deleteRefused && error != nullptr && std::string(error).rfind("Cannot send", 0) == 0;
   }
 }
 
@@ -110,6 +115,7 @@ int main(int argc, char** argv) {
   check(static_cast<double>(read) > 0.7 * rate * seconds, "too few samples read");
   check(gMessages > 0 && gSamples > 0, "no callback was delivered");
   check(gTornSamples == 0, "a sample callback got another callback's data");
-  check(gDeleteRefused, "deleting the headset from its own callback was not refused");
+  check(gSelfCallsRefused,
+        "deleting the headset or sending it a command from its own callback was not refused");
   return ok ? 0 : 1;
 }
