@@ -36,10 +36,10 @@ void Headset::StopAndWaitFor(Thread& thread) {
   // a lock this one holds.
   RefuseInsideLinkWork("stop a thread of the headset");
   thread.RequestStop();
-  // Only a running thread can be waiting on the link; a wake-up sent for
-  // nobody would stay in the pipe and cut short a later wait.
   if (thread.Running()) serial.Interrupt();
   while (thread.Running() && !thread.Finished()) Sleep(kThreadPoll);
+  // The thread may have ended without waiting on the link.
+  serial.ClearInterrupt();
 }
 
 int Headset::AcquisitionThread::Run() {

@@ -64,6 +64,13 @@ void SerialConnection::Interrupt() {
   [[maybe_unused]] const ssize_t written = ::write(interruptWrite, &wake, 1);
 }
 
+void SerialConnection::ClearInterrupt() {
+  if (interruptRead < 0) return;
+  char drained[64];
+  while (::read(interruptRead, drained, sizeof drained) > 0) {
+  }
+}
+
 bool SerialConnection::WaitForInput(double seconds, bool watchInterrupt) {
   pollfd watched[2] = {{fd, POLLIN, 0}, {interruptRead, POLLIN, 0}};
   const nfds_t count = watchInterrupt && interruptRead >= 0 ? 2 : 1;
@@ -72,9 +79,7 @@ bool SerialConnection::WaitForInput(double seconds, bool watchInterrupt) {
   const int limit = seconds < 0.0 ? -1 : milliseconds >= INT_MAX ? INT_MAX : static_cast<int>(milliseconds);
   if (::poll(watched, count, limit) <= 0) return false;
   if (count == 2 && (watched[1].revents & POLLIN) != 0) {
-    char drained[64];
-    while (::read(interruptRead, drained, sizeof drained) > 0) {
-    }
+    ClearInterrupt();
     return true;
   }
   // A hung-up device reports itself at once, again and again; without data

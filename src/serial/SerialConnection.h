@@ -55,6 +55,9 @@ class SerialConnection {
   // notices a stop request at once. A Receive that has bytes already
   // finishes its read. Safe from any thread.
   void Interrupt();
+  // Takes back a wake-up that no Receive used, so that it cannot cut short a
+  // later wait.
+  void ClearInterrupt();
 
   // Seconds since the port was opened.
   double Elapsed() const;

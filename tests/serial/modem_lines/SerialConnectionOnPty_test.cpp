@@ -117,4 +117,10 @@ TEST_F(SerialConnectionOnPty, InterruptEndsAWaitForTheFirstByteOnly) {
   EXPECT_EQ(connection.Receive(buffer, 4, 1.0), 4);
   peer.join();
   EXPECT_EQ(std::string(buffer, 4), "abcd");
+
+  // That wake-up went unused; taken back, it cannot cut the next wait short.
+  connection.ClearInterrupt();
+  const auto waited = std::chrono::steady_clock::now();
+  EXPECT_EQ(connection.Receive(buffer, 1, 0.2), 0);
+  EXPECT_GE(SecondsSince(waited), 0.2);
 }
