@@ -70,7 +70,8 @@ Source* Headset::MatchSource(std::string name, bool mustMatch) const {
   }
   if (!mustMatch) return nullptr;
 
-  if (SourceNames(SourceNameFilter::kPlain).find_first_not_of(kListSeparators) == std::string::npos)
+  // A list of separators alone still holds a word: the empty one after them.
+  if (Split(SourceNames(SourceNameFilter::kPlain), kListSeparators).empty())
     throw "Failed to match desired source \"" + t +
         "\". Unfortunately, the flash memory of this headset contains no information about source IDs - "
         "but you can still use numbers or strings like \"SRC01\" instead of names.";

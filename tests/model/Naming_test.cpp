@@ -78,6 +78,12 @@ TEST(MatchSource, FailureListsKnownNamesOrExplainsTheirAbsence) {
       "Failed to match desired source \"Cz\". Unfortunately, the flash memory of this headset contains no "
       "information about source IDs - but you can still use numbers or strings like \"SRC01\" instead of "
       "names.");
+  // A name made of separators alone still counts as a name.
+  unnamed[0] = SourceID::Cz;
+  const auto comma = MakeHeadset(unnamed);
+  comma->sources[0]->name = ",";
+  EXPECT_EQ(ThrownMessage([&] { comma->MatchSource("Cz", true); }).substr(0, 40),
+            "Failed to match desired source \"Cz\" - kn");
 }
 
 TEST(SourceEdits, RenamesSwitchesSchemesAndAddsAliasesWithoutClashes) {
