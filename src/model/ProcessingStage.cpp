@@ -1,6 +1,7 @@
 #include "model/ProcessingStage.h"
 
 #include <algorithm>
+#include <iterator>
 #include <sstream>
 #include <utility>
 
@@ -41,8 +42,11 @@ void ProcessingStage::CopyChannels(const std::vector<Channel*>& from) {
 }
 
 void ProcessingStage::ClearChannels() {
-  // Borrowed channels belong to someone else; only the ones made here go.
+  // Borrowed channels belong to someone else. A view only drops its
+  // pointers: a channel added to it lives on, for whoever holds it, until
+  // the stage goes.
   channels.clear();
+  if (channelsBorrowed) std::move(owned.begin(), owned.end(), std::back_inserter(retired));
   owned.clear();
   channelsBorrowed = false;
 }

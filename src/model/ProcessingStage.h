@@ -52,6 +52,8 @@ class ProcessingStage {
   // The outputs this stage made itself. Kept apart from channels so that a
   // channel added to a borrowed view is still freed with the stage.
   std::vector<std::unique_ptr<Channel>> owned;
+  // Channels added to a view that was cleared since.
+  std::vector<std::unique_ptr<Channel>> retired;
 };
 
 }  // namespace QVT

@@ -219,9 +219,12 @@ TEST_F(Montage, CascadeRawStageBorrowsTheMontageChannelsWithoutOwningThem) {
   // Without an input of its own, a stage reads the newest stage, not the first.
   EXPECT_EQ(h->AddProcessingStage("last", nullptr, nullptr, nullptr)->input, next);
 
-  raw->AddChannel("extra", 4);  // owned by the stage although the rest is borrowed
+  // Clearing a view drops pointers only, so a channel added to it stays
+  // valid for whoever holds it; the stage frees it when it goes.
+  Channel* extra = raw->AddChannel("extra", 4);
   raw->ClearChannels();
   EXPECT_FALSE(raw->channelsBorrowed);
+  EXPECT_EQ(extra->buffer.Capacity(), 4u);
   h->GetChannelByIndex(1)->buffer.Write(5.0);
   EXPECT_EQ(h->GetChannelByIndex(1)->LookBack(0, true), 5.0);
   h->ForgetCascade();
