@@ -269,7 +269,8 @@ void Headset::ReallocateStageBuffers(ProcessingStage* stage, double seconds) {
 
 unsigned long Headset::FlushData(double seconds) {
   const double start = serial.Elapsed();
-  if (!serial.IsOpen() && serial.SimulatedInput() == nullptr) return 0;
+  // Fed bytes are the caller's to read: only a real link is flushed.
+  if (!serial.IsOpen()) return 0;
   // What is flushed is never looked at; one buffer per thread keeps
   // concurrent flushes of several headsets free of data races.
   static thread_local std::array<std::uint8_t, 4000> scratch;
@@ -279,7 +280,7 @@ unsigned long Headset::FlushData(double seconds) {
     total += static_cast<unsigned long>(got);
     if (got == 0 || serial.Elapsed() >= start + seconds) break;
     Sleep(0.05);
-    if (!serial.IsOpen() && serial.SimulatedInput() == nullptr) break;
+    if (!serial.IsOpen()) break;
   }
   return total;
 }

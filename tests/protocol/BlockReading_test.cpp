@@ -251,6 +251,10 @@ TEST_F(BlockReading, BlockNumbersOutOfOrderAreReportedAndFollowed) {
 TEST_F(BlockReading, FedBytesNeedBytesAndASimulatedLink) {
   headset.FeedFakeData(nullptr, 5);
   EXPECT_EQ(Unread(), 0u);
+  // Stopping the stream flushes a real link only; fed bytes wait to be read.
+  Feed(Block(1));
+  headset.KillDataStream(true);
+  EXPECT_TRUE(headset.TryToReadBlock());
 
   Headset unconnected("deferred");
   unconnected.FeedFakeData("abc", 3);
