@@ -158,7 +158,11 @@ bool Headset::Resynchronize() {
   std::uint16_t lastTwo = 0;
   for (std::size_t skipped = 0;; ++skipped) {
     std::uint8_t byte = 0;
-    if (skipped == kResynchronizationByteLimit || serial.Receive(&byte, 1, kReceiveTimeout) == 0) {
+    // Not between a carriage return and its line feed: the next attempt
+    // starts afresh and would miss that boundary.
+    const bool giveUp = skipped > kResynchronizationByteLimit ||
+                        (skipped == kResynchronizationByteLimit && (lastTwo >> 8) != '\r');
+    if (giveUp || serial.Receive(&byte, 1, kReceiveTimeout) == 0) {
       resynchronizationNeeded = true;
       return false;
     }

@@ -236,6 +236,13 @@ TEST_F(BlockReading, BabbleWithoutLineFeedsIsSkippedAcrossSeveralReads) {
   EXPECT_FALSE(headset.resynchronizationNeeded);
   EXPECT_EQ(Count(Decoded(1, 3), 4), 1);
   EXPECT_EQ(Unread(), 0u);
+
+  // The limit falling between the carriage return and the line feed loses
+  // nothing.
+  headset.resynchronizationNeeded = true;
+  Feed(std::string(65535, 'x') + "\r\n" + Block(4, Reserved()));
+  EXPECT_TRUE(headset.TryToReadBlock());
+  EXPECT_EQ(Count(Decoded(1, 4), 4), 1);
 }
 
 TEST_F(BlockReading, BlockNumbersOutOfOrderAreReportedAndFollowed) {
