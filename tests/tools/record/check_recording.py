@@ -4,7 +4,7 @@ usage: check_recording.py MODE EMULATOR RECORDER
   plain   10 s at 300 and at 600 Hz: samples, names, one trigger annotation
           per pulse on the trigger channel's onset, and the quick look
   drops   --drop 0.01: the gaps add up to exactly what the emulator dropped
-  outage  --outage 4:4 --reconnect: data before and after one BAD link lost
+  outage  --outage 3:6 --reconnect: data before and after one BAD link lost
   ending  SIGTERM, a full disk and a slow disk each leave a readable file
 """
 import os
@@ -92,15 +92,18 @@ def drops():
 
 
 def outage():
-    path, run = record("outage.bdf", ["--seed", "6", "--outage", "4:4"], ["--reconnect"], seconds=12)
+    # Noticing a silence takes up to 4 s (a watchdog tick, its interval and
+    # the echo's time-out): the outage outlasts that with room to spare, so
+    # that a busy machine cannot see the data come back first.
+    path, run = record("outage.bdf", ["--seed", "6", "--outage", "3:6"], ["--reconnect"], seconds=14)
     check(run.returncode == 0 and "Reconnected" in run.stdout, "no reconnection", run)
     raw = read(path)
-    check(raw.n_times == 12 * 300, f"{raw.n_times} samples")
+    check(raw.n_times == 14 * 300, f"{raw.n_times} samples")
     lost = described(raw, "BAD link lost")
-    check(len(lost) == 1 and 4.0 <= lost[0]["duration"] <= 9.0, f"link lost annotations {lost}", run)
+    check(len(lost) == 1 and 5.0 <= lost[0]["duration"] <= 11.0, f"link lost annotations {lost}", run)
     check(not described(raw, "BAD gap"), "samples lost beside the outage", run)
     start, end = lost[0]["onset"], lost[0]["onset"] + lost[0]["duration"]
-    check(start > 0.5 and end < 11.5, f"nothing before or after the outage {start}-{end}")
+    check(start > 0.5 and end < 13.5, f"nothing before or after the outage {start}-{end}")
     # Signal on both sides; flat inside.
     o1 = raw.get_data(picks=["O1"])[0]
     inside = o1[int(start * 300) + 1:int(end * 300) - 1]
