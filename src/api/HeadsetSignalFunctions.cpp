@@ -11,6 +11,23 @@ using QVT::api::GuardedVoid;
 using QVT::api::kHeadset;
 using QVT::api::TextArgument;
 
+namespace {
+
+// The headset, once the acquisition thread is out of the way of a change to
+// what it walks for every sample.
+QVT::Headset* Changing(QVT_Headset* headset, const char* action) {
+  QVT::Headset* h = POINTER(headset, kHeadset);
+  h->WaitOutAcquisition(action);
+  return h;
+}
+
+constexpr const char* kMontage = "change the montage";
+constexpr const char* kSources = "change the sources";
+constexpr const char* kBuffers = "change the buffers";
+constexpr const char* kCascade = "change the processing cascade";
+
+}  // namespace
+
 extern "C" {
 
 // ---- montage and references ----------------------------------------------------
@@ -18,27 +35,28 @@ extern "C" {
 QVT_API void QVT_Headset_ChooseChannels(QVT_Headset* headset, const char* montage, const char* reference,
                                         int autoSwap) {
   GuardedVoid([&] {
-    POINTER(headset, kHeadset)->ChooseChannels(TextArgument(montage), TextArgument(reference), autoSwap != 0);
+    Changing(headset, kMontage)
+        ->ChooseChannels(TextArgument(montage), TextArgument(reference), autoSwap != 0);
   });
 }
 
 QVT_API void QVT_Headset_AddChannelToMontage_FromSource(QVT_Headset* headset, QVT_Source* source) {
-  GuardedVoid([&] { POINTER(headset, kHeadset)->AddChannelToMontage(POINTER(source, QVT::api::kSource)); });
+  GuardedVoid([&] { Changing(headset, kMontage)->AddChannelToMontage(POINTER(source, QVT::api::kSource)); });
 }
 
 QVT_API void QVT_Headset_AddChannelToMontage_FromString(QVT_Headset* headset, const char* specification,
                                                         int autoSwap) {
   GuardedVoid(
-      [&] { POINTER(headset, kHeadset)->AddChannelToMontage(TextArgument(specification), autoSwap != 0); });
+      [&] { Changing(headset, kMontage)->AddChannelToMontage(TextArgument(specification), autoSwap != 0); });
 }
 
 QVT_API const char* QVT_Headset_SetTraditionalReference(QVT_Headset* headset, int autoSwap) {
-  return GuardedString([&] { return POINTER(headset, kHeadset)->SetTraditionalReference(autoSwap != 0); });
+  return GuardedString([&] { return Changing(headset, kMontage)->SetTraditionalReference(autoSwap != 0); });
 }
 
 QVT_API void QVT_Headset_SetDefaultReference(QVT_Headset* headset, const char* reference, int autoSwap) {
   GuardedVoid(
-      [&] { POINTER(headset, kHeadset)->SetDefaultReference(TextArgument(reference), autoSwap != 0); });
+      [&] { Changing(headset, kMontage)->SetDefaultReference(TextArgument(reference), autoSwap != 0); });
 }
 
 QVT_API const char* QVT_Headset_GetFactoryReferenceString(QVT_Headset* headset) {
@@ -50,7 +68,7 @@ QVT_API const char* QVT_Headset_GetReferenceString(QVT_Headset* headset) {
 }
 
 QVT_API void QVT_Headset_ForgetMontage(QVT_Headset* headset) {
-  GuardedVoid([&] { POINTER(headset, kHeadset)->ForgetMontage(); });
+  GuardedVoid([&] { Changing(headset, kMontage)->ForgetMontage(); });
 }
 
 QVT_API const char* QVT_Headset_GetMontageString(QVT_Headset* headset) {
@@ -73,18 +91,18 @@ QVT_API QVT_Channel* QVT_Headset_GetChannelByName(QVT_Headset* headset, const ch
 // ---- sources and naming ----------------------------------------------------------
 
 QVT_API void QVT_Headset_UseNamingScheme(QVT_Headset* headset, const char* scheme) {
-  GuardedVoid([&] { POINTER(headset, kHeadset)->UseNamingScheme(TextArgument(scheme)); });
+  GuardedVoid([&] { Changing(headset, kSources)->UseNamingScheme(TextArgument(scheme)); });
 }
 
 QVT_API int QVT_Headset_RenameSource(QVT_Headset* headset, const char* from, const char* to) {
   return Guarded(0, [&] {
-    return POINTER(headset, kHeadset)->RenameSource(TextArgument(from), TextArgument(to)) ? 1 : 0;
+    return Changing(headset, kSources)->RenameSource(TextArgument(from), TextArgument(to)) ? 1 : 0;
   });
 }
 
 QVT_API int QVT_Headset_AddSourceAliases(QVT_Headset* headset, const char* aliases) {
-  return Guarded(0,
-                 [&] { return POINTER(headset, kHeadset)->AddSourceAliases(TextArgument(aliases)) ? 1 : 0; });
+  return Guarded(
+      0, [&] { return Changing(headset, kSources)->AddSourceAliases(TextArgument(aliases)) ? 1 : 0; });
 }
 
 QVT_API const char* QVT_Headset_GetSourceNames(QVT_Headset* headset, unsigned flags) {
@@ -111,11 +129,11 @@ QVT_API QVT_Source* QVT_Headset_GetSourceByName(QVT_Headset* headset, const char
 
 QVT_API void QVT_Headset_ReallocateBuffers(QVT_Headset* headset, double bufferSeconds,
                                            double averagingSeconds) {
-  GuardedVoid([&] { POINTER(headset, kHeadset)->ReallocateBuffers(bufferSeconds, averagingSeconds); });
+  GuardedVoid([&] { Changing(headset, kBuffers)->ReallocateBuffers(bufferSeconds, averagingSeconds); });
 }
 
 QVT_API void QVT_Headset_FlushBuffers(QVT_Headset* headset) {
-  GuardedVoid([&] { POINTER(headset, kHeadset)->FlushBuffers(); });
+  GuardedVoid([&] { Changing(headset, kBuffers)->FlushBuffers(); });
 }
 
 QVT_API unsigned QVT_Headset_GetNumberOfBufferedSamples(QVT_Headset* headset) {
@@ -156,13 +174,13 @@ QVT_API QVT_ProcessingStage* QVT_Headset_AddProcessingStage(QVT_Headset* headset
                                                             QVT_ProcessingStageFunction func, void* paramData,
                                                             QVT_ProcessingStage* input) {
   return Guarded<QVT_ProcessingStage*>(nullptr, [&] {
-    return POINTER(headset, kHeadset)->AddProcessingStage(TextArgument(name), func, paramData, input);
+    return Changing(headset, kCascade)->AddProcessingStage(TextArgument(name), func, paramData, input);
   });
 }
 
 QVT_API void QVT_Headset_ReallocateStageBuffers(QVT_Headset* headset, QVT_ProcessingStage* stage,
                                                 double seconds) {
-  GuardedVoid([&] { POINTER(headset, kHeadset)->ReallocateStageBuffers(stage, seconds); });
+  GuardedVoid([&] { Changing(headset, kBuffers)->ReallocateStageBuffers(stage, seconds); });
 }
 
 QVT_API unsigned QVT_Headset_GetNumberOfProcessingStages(QVT_Headset* headset) {

@@ -2,6 +2,7 @@
 // the reads and writes with which a stage function does its work.
 #include "api/Arguments.h"
 #include "api/Boundary.h"
+#include "core/Headset.h"
 #include "model/ProcessingStage.h"
 
 using QVT::api::Guarded;
@@ -16,6 +17,15 @@ namespace {
 QVT::Channel* OutputChannel(QVT_ProcessingStage* stage, unsigned i) {
   return POINTER(POINTER(stage, kStage)->GetChannelByIndex(i), "Channel");
 }
+
+// The stage, once its headset's acquisition thread, which calls it for every
+// sample, is out of the way of a change to its outputs.
+QVT::ProcessingStage* Changing(QVT_ProcessingStage* stage) {
+  QVT::ProcessingStage* s = POINTER(stage, kStage);
+  if (s->headset != nullptr) s->headset->WaitOutAcquisition("change the processing cascade");
+  return s;
+}
+
 }  // namespace
 
 extern "C" {
@@ -30,7 +40,7 @@ QVT_API QVT_Channel* QVT_ProcessingStage_GetChannelByName(QVT_ProcessingStage* s
 }
 
 QVT_API void QVT_ProcessingStage_ClearChannels(QVT_ProcessingStage* stage) {
-  GuardedVoid([&] { POINTER(stage, kStage)->ClearChannels(); });
+  GuardedVoid([&] { Changing(stage)->ClearChannels(); });
 }
 
 QVT_API QVT_ProcessingStage* QVT_ProcessingStage_GetInput(QVT_ProcessingStage* stage) {
@@ -61,7 +71,7 @@ QVT_API void QVT_ProcessingStage_Write(QVT_ProcessingStage* stage, unsigned chan
 QVT_API QVT_Channel* QVT_ProcessingStage_AddChannel(QVT_ProcessingStage* stage, const char* name,
                                                     size_t bufferSamples) {
   return Guarded<QVT_Channel*>(
-      nullptr, [&] { return POINTER(stage, kStage)->AddChannel(TextArgument(name), bufferSamples); });
+      nullptr, [&] { return Changing(stage)->AddChannel(TextArgument(name), bufferSamples); });
 }
 
 }  // extern "C"

@@ -275,6 +275,10 @@ class Headset {
   bool InsideLinkWork() const;
   // Throws "Cannot <action> from inside a callback ..." when InsideLinkWork.
   void RefuseInsideLinkWork(const std::string& action) const;
+  // For a client's change of what the acquisition thread walks for every
+  // sample (montage, sources, cascade, buffers): refuses while the thread
+  // runs, and waits for it to end once it has been asked to.
+  void WaitOutAcquisition(const std::string& action);
   // Stops a running acquisition thread first, so starting also restarts.
   bool StartBackgroundAcquisition();
   // Only asks the thread to stop; returns at once.

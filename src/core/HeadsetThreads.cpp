@@ -85,6 +85,13 @@ void Headset::StopBackgroundAcquisition() {
   serial.Interrupt();
 }
 
+void Headset::WaitOutAcquisition(const std::string& action) {
+  if (!BackgroundAcquisitionRunning()) return;
+  if (!acquisitionThread.StopRequested())
+    throw "Cannot " + action + " while background acquisition runs: stop it first.";
+  StopAndWaitFor(acquisitionThread);
+}
+
 bool Headset::BackgroundAcquisitionRunning() const {
   return acquisitionThread.Running() && !acquisitionThread.Finished();
 }

@@ -13,6 +13,7 @@ ProcessingStage* Headset::AddProcessingStage(const std::string& name, Processing
   if (!input && !cascade.empty()) input = cascade.back().get();
   auto stage = std::make_unique<ProcessingStage>(name, callback, paramData, input);
   if (input) stage->CopyChannels(input->channels);
+  stage->headset = this;
   cascade.push_back(std::move(stage));
   return cascade.back().get();
 }

@@ -47,6 +47,8 @@ class ProcessingStage {
   void* paramData;
   bool channelsBorrowed = false;
   ProcessingStage* input;
+  // The headset whose cascade holds this stage; null until it is added.
+  Headset* headset = nullptr;
 
  private:
   // The outputs this stage made itself. Kept apart from channels so that a
