@@ -98,6 +98,9 @@ void Headset::WaitForSamples(unsigned long n) {
     throw "cannot wait for " + std::to_string(n) + " samples: the buffers hold at most " +
         std::to_string(room);
   while (Buffered() < n) {
+    // A lost link sends nothing until the client connects again: the wait
+    // would never end.
+    if (linkLost.load()) throw std::string("QVT link lost: cannot wait for samples");
     Sleep(kPollInterval);
     if (!BackgroundAcquisitionRunning()) TryToReadBlock();
   }

@@ -161,3 +161,11 @@ TEST_F(HeadsetBuffering, UnderflowRefillsFromTheLinkAndResets) {
   EXPECT_EQ(h->Buffered(), 18u);
   EXPECT_EQ(h->batchIndex, 2u);
 }
+
+TEST_F(HeadsetBuffering, WaitsEndOnceTheLinkIsLostUnlessTheSamplesAreThere) {
+  Write(2);
+  h->linkLost = true;
+  h->WaitForSamples(2);
+  EXPECT_EQ(ThrownMessage([&] { h->WaitForSamples(3); }), "QVT link lost: cannot wait for samples");
+  EXPECT_EQ(ThrownMessage([&] { h->WaitForBatch(); }), "QVT link lost: cannot wait for samples");
+}
