@@ -17,7 +17,8 @@
  *   pointer", "NULL Source pointer" or "NULL ProcessingStage pointer".
  *   Success does not clear the last error: it stays until QVT_ClearError is
  *   called or a later failure replaces it. To test one call, clear the error
- *   first and look at QVT_Error afterwards.
+ *   first and look at QVT_Error afterwards. The text itself is a string of
+ *   the ring below: read or copy it before 31 more strings are handed out.
  *
  * Strings
  *   Every string this interface returns, error messages included, lives in a
@@ -44,12 +45,17 @@
  *   QVT_Headset_SendBatteryQuery, QVT_Headset_ConfigureADC,
  *   QVT_Headset_SetAccelerometerRate), set the verbosity, the message
  *   callback and the sample callback, and call
- *   QVT_Headset_StopBackgroundAcquisition. Everything else, in particular
- *   whatever changes the montage, sources, cascade, buffers or the link,
- *   waits until the thread has ended. QVT_Headset_StopBackgroundAcquisition
- *   only asks it to end: it finishes the block it is reading and, when it
- *   started the data stream, stops the stream first. QVT_Headset_Delete
- *   waits for it by itself.
+ *   QVT_Headset_StopBackgroundAcquisition. Everything else waits until the
+ *   thread has ended. QVT_Headset_StopBackgroundAcquisition only asks it to
+ *   end: it finishes the block it is reading and, when it started the data
+ *   stream, stops the stream first. QVT_Headset_Connect, _Disconnect and
+ *   _Delete wait for it by themselves. So do the calls that change what it
+ *   walks for every sample (the montage and its reference, source names and
+ *   aliases, processing stages and their outputs, and the buffers:
+ *   ReallocateBuffers, ReallocateStageBuffers, FlushBuffers) once it has
+ *   been asked to end; before that they fail with an error beginning
+ *   "Cannot" and change nothing. QVT_Source_SetName and QVT_Channel_SetName
+ *   are not checked: call them only while the thread does not run.
  *
  *   Setting a callback is safe at any time and from any thread. Each
  *   delivery uses one callback with the client data set together with it;
@@ -310,11 +316,14 @@ QVT_API void QVT_Headset_ForgetMontage(QVT_Headset* headset);
 /* "10-20" or "10-10": renames the electrodes whose names differ. */
 QVT_API void QVT_Headset_UseNamingScheme(QVT_Headset* headset, const char* scheme);
 
-/* Renames the source named from; 1 on success, 0 on failure. */
+/* Renames the source named from; 1 when renamed, 0 when no source is named
+ * from (no error is recorded then) or on failure. */
 QVT_API int QVT_Headset_RenameSource(QVT_Headset* headset, const char* from, const char* to);
 
-/* Adds further names to sources, e.g. "Fp1=LeftEye, Fp2=RightEye"; 1 on
- * success, 0 on failure. */
+/* Adds the words of a blank- or comma-separated list as further names of the
+ * one source that a word of it names already, e.g. "Fp1 LeftEye". 1 when
+ * added; 0 when the list is empty or names no source (no error is recorded
+ * then) or on failure, such as a list naming two sources. */
 QVT_API int QVT_Headset_AddSourceAliases(QVT_Headset* headset, const char* aliases);
 
 /* The montage's channels written out in full, blank-separated. String ring. */
@@ -348,7 +357,10 @@ QVT_API QVT_Source* QVT_Headset_GetSourceByName(QVT_Headset* headset, const char
 QVT_API void QVT_Headset_ReallocateBuffers(QVT_Headset* headset, double bufferSeconds,
                                            double averagingSeconds);
 
-/* Marks the buffered samples as read. */
+/* Marks the buffered samples as read. The running sums behind the impedance
+ * estimates restart from 0 while the averaged samples stay, so the estimates
+ * read low (or 0) from then on until the averages are rebuilt by
+ * QVT_Headset_ReallocateBuffers; QVT_Headset_ChooseChannels flushes too. */
 QVT_API void QVT_Headset_FlushBuffers(QVT_Headset* headset);
 
 /* Unread samples in the channels batches are read from (the fewest over
@@ -368,12 +380,18 @@ QVT_API void QVT_Headset_ConfigureBatch(QVT_Headset* headset, unsigned samples, 
 /* Blocks until the next batch is due; its time stamp in seconds since the
  * link opened. 0.0 on failure. Without montage channels (and no processing
  * stage) there is nothing to wait for and it never returns: build a montage
- * first. A batch larger than the channel buffers is refused. */
+ * first. A batch larger than the channel buffers is refused, and so is a wait
+ * for samples once the link has been reported lost. Without background
+ * acquisition it reads the link itself, but only while more than 67 ms are
+ * left before the release: batches shorter than that (the default of 60 ms
+ * among them) keep running dry ("Real-time violation") unless background
+ * acquisition runs or the batch is made longer. */
 QVT_API double QVT_Headset_WaitForBatch(QVT_Headset* headset);
 
 /* Blocks until at least n samples are buffered; the number then buffered,
  * 0 on failure. Without montage channels it never returns (build a montage
- * first); more samples than the buffers hold are refused. */
+ * first); more samples than the buffers hold are refused, and so is any
+ * wait once the link has been reported lost. */
 QVT_API unsigned long QVT_Headset_WaitForSamples(QVT_Headset* headset, unsigned long n);
 
 /* ---- headsets: processing cascade -------------------------------------------- */
