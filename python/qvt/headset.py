@@ -115,13 +115,13 @@ class Headset:
     def _call(self, function, *arguments):
         if self._handle is None:
             raise QvtError("the headset is closed")
-        return lib.call(function, self._handle, *arguments)
+        return lib.blocking_call(function, self._handle, *arguments)
 
     def close(self):
         """Stops everything and frees the headset; safe to call twice."""
         if self._handle is not None:
-            lib.call(lib.QVT_Headset_SetMessageCallback, self._handle, lib.MESSAGE_CALLBACK())
-            lib.call(lib.QVT_Headset_Delete, self._handle)
+            lib.blocking_call(lib.QVT_Headset_SetMessageCallback, self._handle, lib.MESSAGE_CALLBACK())
+            lib.blocking_call(lib.QVT_Headset_Delete, self._handle)
             self._handle = None
 
     def __enter__(self):

@@ -8,6 +8,7 @@ system's library path.
 import ctypes
 import ctypes.util
 import os
+import signal
 import threading
 
 from ._prototypes import PROTOTYPES
@@ -92,3 +93,33 @@ def call(function, *arguments):
         message, _errors.message = _errors.message, None
         raise QvtError(message)
     return result
+
+
+def blocking_call(function, *arguments):
+    """call(function, *arguments) with Ctrl-C held back until the library
+    returns. Its usual handler would raise KeyboardInterrupt inside whichever
+    callback runs Python on this thread meanwhile, and ctypes prints and
+    drops exceptions of callbacks; the handler runs after the call instead."""
+    if threading.current_thread() is not threading.main_thread():
+        return call(function, *arguments)  # signals reach the main thread only
+    previous = signal.getsignal(signal.SIGINT)
+    if not callable(previous) or isinstance(previous, _Holder):
+        return call(function, *arguments)
+    holder = _Holder()
+    signal.signal(signal.SIGINT, holder)
+    try:
+        return call(function, *arguments)
+    finally:
+        signal.signal(signal.SIGINT, previous)
+        if holder.heard:
+            previous(*holder.heard)
+
+
+class _Holder:
+    """A SIGINT handler that only notes the signal."""
+
+    def __init__(self):
+        self.heard = None
+
+    def __call__(self, signum, frame):
+        self.heard = (signum, frame)
