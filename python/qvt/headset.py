@@ -2,6 +2,7 @@
 import logging
 import math
 import threading
+import time
 
 from . import lib
 from .errors import QvtError
@@ -26,6 +27,13 @@ def _log_level(level):
     """Library levels 1-2 are problems, 3 notices, 4 and up details."""
     return logging.WARNING if level <= 2 else logging.INFO if level == 3 else logging.DEBUG
 
+
+# Waits for samples are made of slices this long, so that Ctrl-C is heard
+# and a silent link noticed; after _QUIET seconds without a new sample the
+# library is asked whether the link still answers.
+_SLICE = 0.03
+_QUIET = 2.0
+_BATCH_DELAY = 0.05  # seconds of signal the library keeps buffered behind batches
 
 _ALARM_PREFIX = "QVT headset issued alarm: "
 _ALARM_QUEUE_LIMIT = 1000  # codes the library keeps; it drops the oldest beyond
@@ -242,6 +250,28 @@ class Headset:
         if not self._background and self._call(lib.QVT_Headset_GetDataAcquisitionMode) != 1:
             self._call(lib.QVT_Headset_StartDataAcquisition)
 
+    def _wait_for_samples(self, count):
+        """Until count samples are buffered; QvtError when the link is lost.
+
+        The library's own wait blocks in C for as long as it takes, for ever
+        on a dead link, and Ctrl-C cannot reach it."""
+        buffered = self._call(lib.QVT_Headset_GetNumberOfBufferedSamples)
+        last_news = time.monotonic()
+        while buffered < count:
+            if self._background:
+                time.sleep(_SLICE)
+            else:
+                self._start_streaming()  # someone may have stopped it meanwhile
+                self._call(lib.QVT_Headset_Idle, _SLICE)
+            before, buffered = buffered, self._call(lib.QVT_Headset_GetNumberOfBufferedSamples)
+            if buffered != before:
+                last_news = time.monotonic()
+            elif time.monotonic() - last_news >= _QUIET:
+                # Answers at once while data flows, else after an echo.
+                if self._call(lib.QVT_Headset_IsConnected) != 1:
+                    raise QvtError("the link to the headset is lost: no samples and no answer to an echo")
+                last_news = time.monotonic()
+
     def read(self, seconds):
         """(data, times): data of shape (channels, samples) in µV, and the
         time of each sample in seconds since the link opened; no samples for
@@ -260,7 +290,7 @@ class Headset:
         left = count
         while left > 0:
             size = min(left, part)
-            self._call(lib.QVT_Headset_WaitForSamples, size)
+            self._wait_for_samples(size)
             for row, taken in zip(rows, self._take(channels, size)):
                 row.extend(taken)
             left -= size
@@ -324,9 +354,15 @@ class Headset:
         the library at the headset's true rate."""
         channels = self._delivering_channels()
         self._start_streaming()
-        size = max(1, int(self.sampling_rate * 0.06 + 0.5))
-        self._call(lib.QVT_Headset_ConfigureBatch, size, 0.05)
+        rate = self.sampling_rate
+        size = max(1, int(rate * 0.06 + 0.5))
+        self._call(lib.QVT_Headset_ConfigureBatch, size, _BATCH_DELAY)
+        # The library's wait for a batch is bounded once a batch is buffered;
+        # the first also waits for the cushion it primes the buffers with.
+        due = size + 4 + int(rate * _BATCH_DELAY + 0.5)
         while True:
+            self._wait_for_samples(due)
+            due = size
             stamp = self._call(lib.QVT_Headset_WaitForBatch)
             yield stamp, _array(self._take(channels, size))
 

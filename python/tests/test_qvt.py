@@ -2,7 +2,9 @@
 `qvt-emulator --eyes-closed -- python3 -m pytest python/tests`."""
 import logging
 import os
+import signal
 import threading
+import time
 
 import pytest
 
@@ -44,6 +46,20 @@ def test_read_gives_channels_by_samples_at_the_sampling_rate(headset):
     for careless in (-1, float("nan"), float("inf")):
         with pytest.raises(ValueError, match="seconds must be a finite number"):
             headset.read(careless)
+
+
+@needs_headset
+@pytest.mark.parametrize("verbosity", [2, 5])  # 5: a message, so Python in a callback, per packet
+def test_ctrl_c_interrupts_a_long_read(headset, verbosity):
+    headset.verbosity = verbosity
+    threading.Timer(0.5, os.kill, (os.getpid(), signal.SIGINT)).start()
+    start = time.monotonic()
+    try:
+        with pytest.raises(KeyboardInterrupt):
+            headset.read(30.0)
+    finally:
+        headset.verbosity = 2
+    assert time.monotonic() - start < 2.0
 
 
 @needs_headset
