@@ -33,6 +33,7 @@ def _log_level(level):
 # library is asked whether the link still answers.
 _SLICE = 0.03
 _QUIET = 2.0
+_STOP_WAIT = 5.0  # seconds allowed for the acquisition thread to stop its stream
 _BATCH_DELAY = 0.05  # seconds of signal the library keeps buffered behind batches
 
 _ALARM_PREFIX = "QVT headset issued alarm: "
@@ -110,6 +111,7 @@ class Headset:
     def __init__(self, port=None):
         self._handle = None
         self._background = False
+        self._thread_streams = False  # the acquisition thread started the stream
         handle = lib.call(lib.QVT_Headset_New, b"DEFAULT" if port is None else port.encode())
         if not handle:
             raise QvtError("the headset could not be created")
@@ -227,13 +229,24 @@ class Headset:
     # ---- signals ----------------------------------------------------------------
     def start_background_acquisition(self):
         """Reads the link on a thread of the library's own from now on."""
+        if not self._background:
+            self._thread_streams = self._call(lib.QVT_Headset_GetDataAcquisitionMode) == 0
         if not self._call(lib.QVT_Headset_StartBackgroundAcquisition):
             raise QvtError("background acquisition could not be started")
         self._background = True
 
     def stop_background_acquisition(self):
+        """Ends the library's thread; reads go on in the foreground."""
         self._call(lib.QVT_Headset_StopBackgroundAcquisition)
         self._background = False
+        if self._thread_streams:
+            # The thread stops the stream it started once it has read its
+            # last block: a read before that would find a stream about to
+            # end. Waiting for it leaves one the next read can start again.
+            deadline = time.monotonic() + _STOP_WAIT
+            while self._call(lib.QVT_Headset_GetDataAcquisitionMode) != 0 and time.monotonic() < deadline:
+                time.sleep(_SLICE)
+            self._thread_streams = False
 
     def _delivering_channels(self):
         channels = self._channels()

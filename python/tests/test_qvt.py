@@ -148,6 +148,7 @@ def test_background_batches_are_paced_and_messages_reach_logging(headset):
         headset.stop_background_acquisition()
         logging.getLogger("qvt").removeHandler(handler)
     assert abs(numpy.median(numpy.diff(stamps)) - 0.06) < 0.01
+    assert headset.read(0.3)[0].shape[1] == 90  # the thread's stream has stopped: reading starts one again
     assert any(r.levelno == logging.DEBUG and "data packet" in r.getMessage() for r in seen)
 
 
