@@ -112,6 +112,7 @@ class Headset:
         self._handle = None
         self._background = False
         self._thread_streams = False  # the acquisition thread started the stream
+        self._montage_changes = 0  # channels fetched before a change are freed
         handle = lib.call(lib.QVT_Headset_New, b"DEFAULT" if port is None else port.encode())
         if not handle:
             raise QvtError("the headset could not be created")
@@ -203,7 +204,10 @@ class Headset:
 
     @montage.setter
     def montage(self, specifications):
-        self._call(lib.QVT_Headset_ChooseChannels, " ".join(specifications).encode(), b"", 0)
+        try:
+            self._call(lib.QVT_Headset_ChooseChannels, " ".join(specifications).encode(), b"", 0)
+        finally:
+            self._montage_changes += 1
 
     @property
     def channel_kinds(self):
@@ -364,8 +368,10 @@ class Headset:
 
     def batches(self):
         """Yields (timestamp, data of shape (channels, batch size)), paced by
-        the library at the headset's true rate."""
+        the library at the headset's true rate. A new montage takes effect
+        from the next batch."""
         channels = self._delivering_channels()
+        changes = self._montage_changes
         self._start_streaming()
         rate = self.sampling_rate
         size = max(1, int(rate * 0.06 + 0.5))
@@ -374,6 +380,8 @@ class Headset:
         # the first also waits for the cushion it primes the buffers with.
         due = size + 4 + int(rate * _BATCH_DELAY + 0.5)
         while True:
+            if self._montage_changes != changes:  # the channels fetched before are freed
+                channels, changes = self._delivering_channels(), self._montage_changes
             self._wait_for_samples(due)
             due = size
             stamp = self._call(lib.QVT_Headset_WaitForBatch)

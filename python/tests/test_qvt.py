@@ -124,6 +124,14 @@ def test_failures_raise_the_librarys_own_words(headset):
 
 
 @needs_headset
+def test_a_new_montage_reaches_running_batches(headset):
+    batches = headset.batches()
+    next(batches)
+    headset.montage = ["O1", "TRG", "Cz"]  # frees the channels the generator had
+    assert next(batches)[1].shape == (3, 18)
+
+
+@needs_headset
 def test_background_batches_are_paced_and_messages_reach_logging(headset):
     seen = []
 
