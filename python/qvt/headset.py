@@ -200,12 +200,31 @@ class Headset:
 
     @property
     def montage(self):
+        """The channels' formulas, such as ["Fz-Cz", "O1-M1/2-M2/2"]. Set it
+        to channel specifications ("Fz", "Fz-Cz", "A1/2+A2/2"), as a list or
+        as one str of them separated by blanks; channels without a reference
+        of their own get the current one. When a specification fails, QvtError
+        says which and the montage stays as it was."""
         return _text(self._call(lib.QVT_Headset_GetMontageString)).split()
 
     @montage.setter
     def montage(self, specifications):
+        if isinstance(specifications, str):
+            specifications = specifications.split()
+        elif not isinstance(specifications, (list, tuple)) or not all(isinstance(s, str) for s in specifications):
+            raise TypeError(f"a montage is a list of str or one str, not {specifications!r}")
+        previous = _text(self._call(lib.QVT_Headset_GetMontageString))
         try:
             self._call(lib.QVT_Headset_ChooseChannels, " ".join(specifications).encode(), b"", 0)
+        except QvtError:
+            # The library keeps the specifications that worked; put back the
+            # montage the caller had, unless it is still there (a refusal).
+            if _text(self._call(lib.QVT_Headset_GetMontageString)) != previous:
+                if previous:
+                    self._call(lib.QVT_Headset_ChooseChannels, previous.encode(), b"", 0)
+                else:  # an empty specification would choose the headset's own montage
+                    self._call(lib.QVT_Headset_ForgetMontage)
+            raise
         finally:
             self._montage_changes += 1
 

@@ -117,8 +117,12 @@ def test_alarms_pair_codes_with_the_texts_heard(headset):
 def test_failures_raise_the_librarys_own_words(headset):
     with pytest.raises(qvt.QvtError, match='^Failed to match desired source "Q9"'):
         headset.montage = ["Q9-Cz"]
-    headset.montage = ["Fz-Cz", "O1"]
+    headset.montage = "Fz-Cz O1"
     assert headset.channel_names == ["Fz", "O1"]
+    before = headset.montage
+    with pytest.raises(qvt.QvtError, match='"Nope"'):
+        headset.montage = ["O2", "Nope", "C3"]
+    assert headset.montage == before
     with pytest.raises(qvt.QvtError, match='^Failed to open COM port "/nonexistent"'):
         qvt.Headset("/nonexistent")
 
