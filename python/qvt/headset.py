@@ -109,6 +109,8 @@ class Headset:
     """
 
     def __init__(self, port=None):
+        if port is not None and not isinstance(port, str):
+            raise TypeError(f"port must be a str naming the serial device, or None, not {port!r}")
         self._handle = None
         self._background = False
         self._thread_streams = False  # the acquisition thread started the stream
@@ -186,7 +188,11 @@ class Headset:
 
     @verbosity.setter
     def verbosity(self, level):
-        """Messages up to this level reach the "qvt" logger (default 2)."""
+        """Messages up to this level, 0 to 7, reach the "qvt" logger (default 2)."""
+        if isinstance(level, bool) or not isinstance(level, int):
+            raise TypeError(f"verbosity must be an int from 0 to 7, not {level!r}")
+        if not 0 <= level <= 7:
+            raise ValueError(f"verbosity must be from 0 to 7, not {level}")
         self._call(lib.QVT_Headset_SetVerbosity, level)
 
     # ---- montage ----------------------------------------------------------------

@@ -164,6 +164,18 @@ def test_background_batches_are_paced_and_messages_reach_logging(headset):
     assert any(r.levelno == logging.DEBUG and "data packet" in r.getMessage() for r in seen)
 
 
+@needs_headset
+@pytest.mark.parametrize(
+    "careless, error",
+    [(lambda h: qvt.Headset(5), TypeError), (lambda h: qvt.Headset(b"/dev/x"), TypeError),
+     (lambda h: setattr(h, "verbosity", "5"), TypeError), (lambda h: setattr(h, "verbosity", 2**40), ValueError),
+     (lambda h: setattr(h, "montage", [b"Fz"]), TypeError)],
+)
+def test_arguments_of_the_wrong_kind_are_refused_by_name(headset, careless, error):
+    with pytest.raises(error, match="port|verbosity|montage"):
+        careless(headset)
+
+
 def test_errors_of_two_threads_stay_apart():
     errors = {}
 
