@@ -19,13 +19,17 @@ def to_raw(data, channel_names, channel_kinds, sampling_rate, model=None, serial
     import mne
     import numpy
 
+    data = numpy.asarray(data, dtype=float)
+    # Anything else would be broadcast into every channel without a word.
+    if data.ndim != 2 or data.shape[0] != len(channel_names):
+        raise ValueError(f"data must have one row per channel, {len(channel_names)} rows, not shape {data.shape}")
     types = [_TYPES[kind][0] for kind in channel_kinds]
     scales = numpy.array([_TYPES[kind][1] for kind in channel_kinds])
     info = mne.create_info(list(channel_names), float(sampling_rate), types)
     if model is not None or serial_number is not None:
         # mne's .fif writer insists on a type.
         info["device_info"] = {"type": "EEG", "model": str(model), "serial": str(serial_number)}
-    raw = mne.io.RawArray(numpy.asarray(data, dtype=float) * scales[:, None], info, verbose="error")
+    raw = mne.io.RawArray(data * scales[:, None], info, verbose="error")
     montage = mne.channels.make_standard_montage("standard_1005")
     raw.set_montage(montage, on_missing="ignore", verbose="error")
     return raw

@@ -85,6 +85,8 @@ def test_to_mne_keeps_the_samples_in_volts_and_the_triggers_once_a_second(headse
     mne = pytest.importorskip("mne")
     data, _ = headset.read(3.0)
     raw = headset.to_mne(data)
+    with pytest.raises(ValueError, match="one row per channel"):
+        headset.to_mne(data[0])
     kinds = headset.channel_kinds
     types = {"eeg": "eeg", "sensor": "misc", "trigger": "stim", "other": "misc"}
     assert raw.get_channel_types() == [types[k] for k in kinds]
