@@ -1,6 +1,7 @@
 """qvt.Headset: one headset, its identity, montage and signals."""
 import logging
 import math
+import re
 import threading
 import time
 
@@ -357,7 +358,8 @@ class Headset:
     def impedances(self, seconds=2.0):
         """{electrode: kOhm} with the impedance driver on while streaming for
         seconds. Every referential EEG electrode of the headset is there, in
-        the montage or not, with None where the library has no estimate; the
+        the montage or not, with None where the library has no estimate (for
+        every electrode the montage does not read); the
         headset's own reference electrode is left out (it reads 0). The
         library's estimates are averages that ramp up over its averaging time
         (1 s unless changed), so measure at least that long."""
@@ -370,15 +372,21 @@ class Headset:
             self._discard_buffered(channels)
             self.read(seconds)
             # Read before the driver stops: later samples reset the estimates.
-            found = {}
+            electrodes = {}
             for index in range(self._call(lib.QVT_Headset_GetNumberOfSources)):
                 source = self._call(lib.QVT_Headset_GetSourceByIndex, index)
                 if lib.call(lib.QVT_Source_IsReferentialEEG, source) != 1:
                     continue
                 if lib.call(lib.QVT_Source_IsFactoryReference, source) == 1:
                     continue
+                electrodes[_text(lib.call(lib.QVT_Source_GetName, source))] = source
+            # The library estimates the electrodes the montage reads; the
+            # others keep whatever estimate they had when last read.
+            read = self._electrodes_read(channels, electrodes)
+            found = {}
+            for name, source in electrodes.items():
                 kohm = lib.call(lib.QVT_Source_GetImpedanceEEG, source)
-                found[_text(lib.call(lib.QVT_Source_GetName, source))] = kohm if kohm >= 0 else None
+                found[name] = kohm if kohm >= 0 and name in read else None
         except BaseException:
             lib.QVT_Headset_StopImpedanceDriver(self._handle)
             raise
@@ -386,6 +394,19 @@ class Headset:
         # Samples still buffered carry the carriers; the next read should not.
         self._discard_buffered(channels)
         return found
+
+    @staticmethod
+    def _electrodes_read(channels, names):
+        """The names among names that the channels' formulas use."""
+        used = set()
+        for channel in channels:
+            # Terms such as "Fz", "-M1/2" or "+A2*3"; the longest name that
+            # starts a term is its source (a weight may follow it directly).
+            for term in re.split(r"[+-]", _text(lib.call(lib.QVT_Channel_GetString, channel))):
+                starting = [name for name in names if term.startswith(name)]
+                if starting:
+                    used.add(max(starting, key=len))
+        return used
 
     def _discard_buffered(self, channels):
         # Read rather than flushed: flushing would wait for a running thread.

@@ -78,6 +78,13 @@ def test_impedances_of_every_electrode_but_the_reference(headset):
     impedances = headset.impedances()
     assert set(eeg) - set(impedances) == {"Pz"}  # the headset's own reference
     assert all(abs(kohm - 5.0) < 0.5 for kohm in impedances.values())  # what the emulator encodes
+    montage = headset.montage
+    headset.montage = ["O1-Cz"]
+    try:
+        read = {k for k, v in headset.impedances(1.5).items() if v is not None}
+    finally:
+        headset.montage = montage
+    assert read == {"O1", "Cz"}
 
 
 @needs_headset
