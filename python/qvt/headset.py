@@ -84,15 +84,17 @@ class _AlarmTexts:
             return list(zip(codes, texts))
 
 
-def _message_callback(alarm_texts):
-    """A message callback for one headset: logs, and keeps alarm texts."""
+def _message_callback(alarm_texts, logged):
+    """A message callback for one headset: logs messages up to the level
+    logged[0], and keeps alarm texts of any level."""
 
     @lib.MESSAGE_CALLBACK
     def deliver(message, level):
         # Runs on the library's threads: never let anything escape into C.
         try:
             text = _text(message)
-            _logger.log(_log_level(level), "%s", text)
+            if level <= logged[0]:
+                _logger.log(_log_level(level), "%s", text)
             if _ALARM_PREFIX in text:
                 alarm_texts.heard(text)
         except Exception:  # pylint: disable=broad-except
@@ -116,15 +118,27 @@ class Headset:
         self._background = False
         self._thread_streams = False  # the acquisition thread started the stream
         self._montage_changes = 0  # channels fetched before a change are freed
-        handle = lib.call(lib.QVT_Headset_New, b"DEFAULT" if port is None else port.encode())
+        # Made unconnected and connected once the callback is set, so that
+        # the connection's own messages and alarms come to it too.
+        handle = lib.call(lib.QVT_Headset_New, None)
         if not handle:
             raise QvtError("the headset could not be created")
         self._handle = handle
         self._alarm_texts = _AlarmTexts()
         self._alarm_texts.handle = handle
+        self._logged = [2]  # the verbosity asked for
         # Kept here: the library holds only a pointer to it.
-        self._message_callback = _message_callback(self._alarm_texts)
-        self._call(lib.QVT_Headset_SetMessageCallback, self._message_callback)
+        self._message_callback = _message_callback(self._alarm_texts, self._logged)
+        try:
+            self._call(lib.QVT_Headset_SetMessageCallback, self._message_callback)
+            # Start-up alarms are sent at level 3: heard for their texts,
+            # logged only at the verbosity asked for.
+            self._call(lib.QVT_Headset_SetVerbosity, 3)
+            self._call(lib.QVT_Headset_Connect, b"DEFAULT" if port is None else port.encode())
+            self._call(lib.QVT_Headset_SetVerbosity, self._logged[0])
+        except BaseException:
+            self.close()
+            raise
 
     def _call(self, function, *arguments):
         if self._handle is None:
@@ -195,6 +209,7 @@ class Headset:
         if not 0 <= level <= 7:
             raise ValueError(f"verbosity must be from 0 to 7, not {level}")
         self._call(lib.QVT_Headset_SetVerbosity, level)
+        self._logged[0] = level
 
     # ---- montage ----------------------------------------------------------------
     def _channels(self):
@@ -438,6 +453,6 @@ class Headset:
         queue: [(code, text)]. The text is the library's message without its
         prefix, or None when no message came: the library sends one only at
         a verbosity reaching the alarm's level (2 for most, 3 for start-up,
-        connection and battery reports), and none after a queue overflow of
-        1000 codes."""
+        connection and battery reports; those of the connection are always
+        heard), and none after a queue overflow of 1000 codes."""
         return self._alarm_texts.take(lambda: self._call(lib.QVT_Headset_GetAlarm, 1))
