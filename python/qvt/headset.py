@@ -36,6 +36,10 @@ _SLICE = 0.03
 _QUIET = 2.0
 _STOP_WAIT = 5.0  # seconds allowed for the acquisition thread to stop its stream
 _BATCH_DELAY = 0.05  # seconds of signal the library keeps buffered behind batches
+# The library's buffer and impedance-averaging durations, which this package
+# keeps: a montage change rebuilds the buffers with them.
+_BUFFER_SECONDS = 10.0
+_AVERAGING_SECONDS = 1.0
 
 _ALARM_PREFIX = "QVT headset issued alarm: "
 _ALARM_QUEUE_LIMIT = 1000  # codes the library keeps; it drops the oldest beyond
@@ -238,6 +242,10 @@ class Headset:
         previous = _text(self._call(lib.QVT_Headset_GetMontageString))
         try:
             self._call(lib.QVT_Headset_ChooseChannels, " ".join(specifications).encode(), b"", 0)
+            # Choosing flushes the buffers, which restarts the impedance sums
+            # while the averaged samples stay: estimates would read near 0
+            # from then on. Rebuilt, they start afresh.
+            self._call(lib.QVT_Headset_ReallocateBuffers, _BUFFER_SECONDS, _AVERAGING_SECONDS)
         except QvtError:
             # The library keeps the specifications that worked; put back the
             # montage the caller had, unless it is still there (a refusal).
@@ -246,6 +254,7 @@ class Headset:
                     self._call(lib.QVT_Headset_ChooseChannels, previous.encode(), b"", 0)
                 else:  # an empty specification would choose the headset's own montage
                     self._call(lib.QVT_Headset_ForgetMontage)
+                self._call(lib.QVT_Headset_ReallocateBuffers, _BUFFER_SECONDS, _AVERAGING_SECONDS)
             raise
         finally:
             self._montage_changes += 1

@@ -81,10 +81,11 @@ def test_impedances_of_every_electrode_but_the_reference(headset):
     montage = headset.montage
     headset.montage = ["O1-Cz"]
     try:
-        read = {k for k, v in headset.impedances(1.5).items() if v is not None}
+        read = {k: v for k, v in headset.impedances(1.5).items() if v is not None}
     finally:
         headset.montage = montage
-    assert read == {"O1", "Cz"}
+    # Measured afresh after the change of montage, not offset by the samples before it.
+    assert set(read) == {"O1", "Cz"} and all(abs(kohm - 5.0) < 0.5 for kohm in read.values())
 
 
 @needs_headset
