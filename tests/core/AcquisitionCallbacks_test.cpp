@@ -48,11 +48,7 @@ void RunInsideCallback(Headset* headset, double, void*) {
 }
 
 TEST(AcquisitionCallbacks, CallsThatWouldWaitForThemselvesAreRefused) {
-  const auto h = MakeHeadset(TenTwentyLayout());
-  h->messageCallback.Set(nullptr);
-  h->SimulateInput();
-  h->samplingRate = 300.0;
-  h->ChooseChannels("Fz Cz", "", false);
+  const auto h = MakeSimulatedHeadset();
   const std::string reading = " from inside a callback that runs while the headset reads its link.";
   gInside = {
       // A simulated link takes any command at once; a real one refuses (the stress client).

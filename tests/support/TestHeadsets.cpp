@@ -25,6 +25,15 @@ SlotLayout SevenSlotLayout() {
   return slots;
 }
 
+std::unique_ptr<Headset> MakeSimulatedHeadset() {
+  auto headset = MakeHeadset(TenTwentyLayout());
+  headset->messageCallback.Set(nullptr);
+  headset->SimulateInput();
+  headset->samplingRate = 300.0;
+  headset->ChooseChannels("Fz Cz", "", false);
+  return headset;
+}
+
 std::unique_ptr<Headset> MakeHeadset(const SlotLayout& slots, Code factoryReference) {
   constexpr double kSlotGain = 0.301;
   constexpr double kCommonModeGain = 74.0;

@@ -28,6 +28,10 @@ SlotLayout SevenSlotLayout();
 // gain. No buffers are allocated.
 std::unique_ptr<Headset> MakeHeadset(const SlotLayout& slots, SourceID::Code factoryReference = SourceID::Pz);
 
+// A 10-20 headset on a simulated link at 300 Hz with the montage "Fz Cz",
+// quiet, ready for a real acquisition thread.
+std::unique_ptr<Headset> MakeSimulatedHeadset();
+
 // Position from 1, as MatchSource numbers them, of the factory reference.
 inline constexpr int kFactoryReferencePosition = 26;
 

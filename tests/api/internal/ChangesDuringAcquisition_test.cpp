@@ -13,11 +13,7 @@
 using namespace QVT::testing;
 
 TEST(ChangesDuringBackgroundAcquisition, FailUntilTheThreadIsAskedToStopThenWaitForIt) {
-  const auto h = MakeHeadset(TenTwentyLayout());
-  h->messageCallback.Set(nullptr);
-  h->SimulateInput();
-  h->samplingRate = 300.0;
-  h->ChooseChannels("Fz Cz", "", false);
+  const auto h = MakeSimulatedHeadset();
   const std::string montage = h->MontageString(true);
   QVT_ProcessingStage* raw = QVT_Headset_GetProcessingStageByIndex(h.get(), 0);
   const std::function<void()> changes[] = {
