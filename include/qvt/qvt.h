@@ -224,7 +224,8 @@ QVT_API const char* QVT_Headset_GetPort(QVT_Headset* headset);
 QVT_API void QVT_Headset_Disconnect(QVT_Headset* headset);
 
 /* Starts (or restarts) the thread that reads the link in the background;
- * it starts the data stream unless it runs already. 1 on success, else 0. */
+ * it starts the data stream unless it runs already. 1 when the thread
+ * started (without a link it ends again at once), else 0. */
 QVT_API int QVT_Headset_StartBackgroundAcquisition(QVT_Headset* headset);
 
 /* Asks the acquisition thread to end and returns at once. */
@@ -398,13 +399,16 @@ QVT_API unsigned long QVT_Headset_WaitForSamples(QVT_Headset* headset, unsigned 
 
 /* Appends a stage named name (unique, case and blanks ignored) that reads
  * input (NULL: the last stage, if any, else the montage) and starts with a
- * copy of its input's channels; func is called once per sample, paramData
- * is kept for it. NULL on failure. Owned by the headset. */
+ * copy of its input stage's channels (none when it reads the montage
+ * directly, which only a headset without a chosen montage does: choosing
+ * one makes the stage "raw" that views it); func is called once per
+ * sample, paramData is kept for it. NULL on failure. Owned by the headset. */
 QVT_API QVT_ProcessingStage* QVT_Headset_AddProcessingStage(QVT_Headset* headset, const char* name,
                                                             QVT_ProcessingStageFunction func, void* paramData,
                                                             QVT_ProcessingStage* input);
 
-/* Gives every output channel of stage a buffer of seconds of signal. */
+/* Gives every output channel of stage a buffer of seconds of signal; a NULL
+ * stage does nothing (no error). */
 QVT_API void QVT_Headset_ReallocateStageBuffers(QVT_Headset* headset, QVT_ProcessingStage* stage,
                                                 double seconds);
 
