@@ -1,11 +1,17 @@
 #include "BdfFile.h"
 
 #include <edflib.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cmath>
+#include <cstdio>
 #include <cstring>
 #include <ctime>
+#include <limits>
 #include <stdexcept>
 
 namespace QVT::Record {
@@ -13,7 +19,11 @@ namespace QVT::Record {
 namespace {
 
 constexpr std::int64_t kHeaderBytesPerSignal = 256;
-constexpr std::int64_t kAnnotationBytesPerRecord = 120;  // what EDFlib gives each annotation signal
+constexpr std::int64_t kAnnotationBytesPerRecord = 114;  // what EDFlib gives each annotation signal
+// Recording stops this close to a full disk: room for what stdio still
+// holds and for the annotations and header that closing writes in place.
+constexpr std::int64_t kDiskReserveBytes = 16 * 1024;
+constexpr off_t kRecordCountOffset = 236;  // of the header's "number of data records"
 
 std::string OpenError(int code) {
   switch (code) {
@@ -57,12 +67,20 @@ BdfFile::BdfFile(const std::string& file, const std::vector<Signal>& signals, in
     throw std::runtime_error("cannot describe the signals of " + path);
   }
   const auto count = static_cast<std::int64_t>(signals.size());
-  bytes = (count + 1 + annotationSignals) * kHeaderBytesPerSignal;
+  bytes = headerBytes = (count + 1 + annotationSignals) * kHeaderBytesPerSignal;
   recordBytes = count * recordSamples * 3 + annotationSignals * kAnnotationBytesPerRecord;
+  watch = open(path.c_str(), O_RDWR | O_CLOEXEC);
 }
 
 BdfFile::~BdfFile() {
   if (handle >= 0) edfclose_file(handle);
+  if (watch >= 0) close(watch);
+}
+
+std::int64_t BdfFile::FreeBytes() const {
+  struct statvfs disk {};
+  if (watch < 0 || fstatvfs(watch, &disk) != 0) return std::numeric_limits<std::int64_t>::max();
+  return static_cast<std::int64_t>(disk.f_bavail) * static_cast<std::int64_t>(disk.f_frsize);
 }
 
 void BdfFile::Fail(const std::string& what) const {
@@ -89,6 +107,12 @@ void BdfFile::SetHeader(const BdfHeader& header) {
 }
 
 void BdfFile::WriteRecord(const std::vector<int>& digital) {
+  // EDFlib does not report a failed write: stop while the file can still
+  // be closed whole.
+  if (FreeBytes() < kDiskReserveBytes + 2 * recordBytes) {
+    errno = ENOSPC;
+    Fail("write to");
+  }
   errno = 0;
   if (edf_blockwrite_digital_samples(handle, const_cast<int*>(digital.data())) != 0) Fail("write to");
   bytes += recordBytes;
@@ -107,7 +131,32 @@ void BdfFile::Close() {
   errno = 0;
   const int result = edfclose_file(handle);
   handle = -1;
+  const int closeError = errno;
+  struct stat file {};
+  std::string shortfall;
+  if (watch >= 0 && fstat(watch, &file) == 0 && S_ISREG(file.st_mode) &&
+      file.st_size < headerBytes + records * recordBytes)
+    shortfall = CutBack(file.st_size);
+  if (watch >= 0) close(watch);
+  watch = -1;
+  if (!shortfall.empty()) throw std::runtime_error(shortfall);
+  errno = closeError;
   if (result != 0) Fail("finish");
+}
+
+std::string BdfFile::CutBack(std::int64_t size) {
+  const std::string why = "cannot write all of " + path + " (is the disk full?)";
+  const std::int64_t whole = size > headerBytes ? (size - headerBytes) / recordBytes : 0;
+  char count[24];
+  std::snprintf(count, sizeof count, "%-8lld", static_cast<long long>(whole));
+  if (whole == 0 || pwrite(watch, count, 8, kRecordCountOffset) != 8 ||
+      ftruncate(watch, headerBytes + whole * recordBytes) != 0) {
+    records = 0;
+    unlink(path.c_str());
+    return why + "; nothing could be kept, the file is removed";
+  }
+  records = whole;
+  return why + "; it keeps its first " + std::to_string(whole) + " records";
 }
 
 }  // namespace QVT::Record

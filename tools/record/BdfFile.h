@@ -31,23 +31,33 @@ class BdfFile {
   // Before the first record.
   void SetHeader(const BdfHeader& header);
   // One data record: recordSamples digital samples of signal 0, then of
-  // signal 1, and so on. Throws std::runtime_error (a full disk, say).
+  // signal 1, and so on. Throws std::runtime_error (a full disk, say); the
+  // disk counts as full a little before it is, so that closing still fits.
   void WriteRecord(const std::vector<int>& digital);
   // onset and duration in seconds from the start; a negative duration has
   // none. Kept until Close, which writes them.
   void Annotate(double onset, double duration, const std::string& text);
   // Writes the annotations and the final header. Throws std::runtime_error;
-  // the file is closed either way. Closing twice does nothing.
+  // the file is closed either way. Closing twice does nothing. EDFlib does
+  // not report failed writes, so the file is measured afterwards: one cut
+  // short is cut back to its last whole record (Records() tells how many),
+  // or removed when none is whole.
   void Close();
 
   std::int64_t Bytes() const { return bytes; }
+  // Data records in the file (after Close: those it really holds).
   std::int64_t Records() const { return records; }
 
  private:
   [[noreturn]] void Fail(const std::string& what) const;
+  std::int64_t FreeBytes() const;
+  // After a short write: what is left of the file, as an error message.
+  std::string CutBack(std::int64_t size);
 
   std::string path;
   int handle = -1;
+  int watch = -1;  // the file, opened again to measure it and its disk
+  std::int64_t headerBytes = 0;
   std::int64_t recordBytes = 0;
   std::int64_t bytes = 0;
   std::int64_t records = 0;

@@ -41,6 +41,8 @@ class RecordWriter {
   std::string Failure() const;
   std::int64_t Bytes() const { return bytes; }
   std::size_t Queued() const;
+  // After Close: the data records the file holds.
+  std::int64_t Records() const { return file.Records(); }
 
  private:
   struct Annotation {

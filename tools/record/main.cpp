@@ -226,9 +226,10 @@ bool Session::Reconnect() {
 void Session::PrintSummary(const std::string& ending) {
   if (headset)
     for (const Alarm& alarm : QVT::Tools::TakeAlarms(headset.get(), alarmTexts)) alarms.push_back(alarm);
+  // What the file holds, which a failed disk can make less than was taken.
+  const auto samples = static_cast<unsigned long long>(writer->Records()) * recordSamples;
   std::printf("\n%s: %.1f s of signal (%llu samples), %llu lost in %u gaps, %u link losses%s\n%s",
-              options.file.c_str(), recording->Seconds(),
-              static_cast<unsigned long long>(recording->Samples()),
+              options.file.c_str(), static_cast<double>(samples) / rate, samples,
               static_cast<unsigned long long>(timeline->LostSamples()), timeline->Gaps(), outages,
               ending.c_str(), FormatAlarms(alarms, 16).c_str());
 }
