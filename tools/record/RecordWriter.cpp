@@ -4,17 +4,9 @@
 
 namespace QVT::Record {
 
-namespace {
-
-// The most that EDFlib keeps in memory until the file is closed: three
-// annotation signals in every data record.
-constexpr int kAnnotationSignals = 3;
-
-}  // namespace
-
 RecordWriter::RecordWriter(const std::string& path, const std::vector<Signal>& signals, int recordSamples,
-                           double recordSeconds, double extraSecondsPerRecord)
-    : file(path, signals, recordSamples, recordSeconds, kAnnotationSignals),
+                           double recordSeconds, int annotationSignals, double extraSecondsPerRecord)
+    : file(path, signals, recordSamples, recordSeconds, annotationSignals),
       extraSeconds(extraSecondsPerRecord) {
   bytes = file.Bytes();
   thread = std::thread([this] { Run(); });

@@ -20,9 +20,10 @@ namespace QVT::Record {
 class RecordWriter {
  public:
   // Creates the file at once (throws std::runtime_error as BdfFile does).
+  // Every record has room for annotationSignals annotations (at most 64).
   // extraSecondsPerRecord slows every record down, to try out a slow disk.
   RecordWriter(const std::string& path, const std::vector<Signal>& signals, int recordSamples,
-               double recordSeconds, double extraSecondsPerRecord = 0.0);
+               double recordSeconds, int annotationSignals, double extraSecondsPerRecord = 0.0);
   // Closes the file if Close was not called; errors are then lost.
   ~RecordWriter();
   RecordWriter(const RecordWriter&) = delete;

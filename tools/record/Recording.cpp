@@ -13,12 +13,13 @@ std::string TriggerText(double value) {
 }  // namespace
 
 Recording::Recording(std::vector<Signal> recorded, double samplingRate, int samplesPerRecord, int trigger,
-                     RecordSink& destination)
+                     RecordSink& destination, int annotationSlots)
     : signals(std::move(recorded)),
       rate(samplingRate),
       recordSamples(samplesPerRecord),
       triggerSignal(trigger),
       sink(destination),
+      slots(annotationSlots),
       record(signals.size() * static_cast<std::size_t>(samplesPerRecord)),
       last(signals.size(), 0) {}
 
@@ -29,7 +30,30 @@ void Recording::Put(const std::vector<int>& digital) {
   if (++inRecord == recordSamples) {
     sink.WriteRecord(record);
     inRecord = 0;
+    ++records;
   }
+}
+
+void Recording::Note(double onset, double duration, std::string text) {
+  sink.Annotate(onset, duration, std::move(text));
+  ++annotations;
+}
+
+std::uint64_t Recording::AnnotationsBeyondRoom() const {
+  const std::uint64_t room = (records + (inRecord > 0 ? 1 : 0)) * static_cast<std::uint64_t>(slots);
+  return annotations > room ? annotations - room : 0;
+}
+
+// A slot of the record being filled stays free for a trigger or an alarm.
+bool Recording::RoomForGap() const {
+  return annotations + 2 <= (records + 1) * static_cast<std::uint64_t>(slots);
+}
+
+void Recording::NoteGaps() {
+  Note(waiting.onset, waiting.end - waiting.onset,
+       "BAD gap: " + std::to_string(waiting.samples) + " samples lost" +
+           (waiting.count > 1 ? " in " + std::to_string(waiting.count) + " gaps" : ""));
+  waiting = Gaps{};
 }
 
 void Recording::Add(const std::vector<double>& values) {
@@ -37,30 +61,43 @@ void Recording::Add(const std::vector<double>& values) {
   if (triggerSignal >= 0) {
     const double trigger = values[static_cast<std::size_t>(triggerSignal)];
     if (trigger != lastTrigger && trigger != 0.0) {
-      sink.Annotate(Seconds(), -1.0, TriggerText(trigger));
+      Note(Seconds(), -1.0, TriggerText(trigger));
       ++triggers;
     }
     lastTrigger = trigger;
   }
   Put(last);
+  if (waiting.count > 0 && RoomForGap()) NoteGaps();
 }
 
 void Recording::Fill(std::uint64_t n, const std::string& why) {
   if (n == 0) return;
-  sink.Annotate(Seconds(), static_cast<double>(n) / rate, why);
+  Note(Seconds(), static_cast<double>(n) / rate, why);
   for (std::uint64_t i = 0; i < n; ++i) Put(last);
   filled += n;
 }
 
-void Recording::Annotate(const std::string& text) { sink.Annotate(Seconds(), -1.0, text); }
+void Recording::Lose(std::uint64_t n) {
+  if (n == 0) return;
+  if (waiting.count == 0) waiting.onset = Seconds();
+  waiting.samples += n;
+  ++waiting.count;
+  for (std::uint64_t i = 0; i < n; ++i) Put(last);
+  filled += n;
+  waiting.end = Seconds();
+  if (RoomForGap()) NoteGaps();
+}
 
-void Recording::AnnotateAt(double seconds, const std::string& text) { sink.Annotate(seconds, -1.0, text); }
+void Recording::Annotate(const std::string& text) { Note(Seconds(), -1.0, text); }
+
+void Recording::AnnotateAt(double seconds, const std::string& text) { Note(seconds, -1.0, text); }
 
 void Recording::Finish() {
+  if (waiting.count > 0) NoteGaps();
   if (inRecord == 0) return;
   const auto padding = static_cast<std::uint64_t>(recordSamples - inRecord);
-  sink.Annotate(Seconds(), static_cast<double>(padding) / rate,
-                "BAD end: " + std::to_string(padding) + " samples padded");
+  Note(Seconds(), static_cast<double>(padding) / rate,
+       "BAD end: " + std::to_string(padding) + " samples padded");
   while (inRecord != 0) Put(last);
 }
 

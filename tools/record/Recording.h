@@ -23,7 +23,9 @@ class RecordSink {
 class Recording {
  public:
   // triggerSignal: the index of the trigger signal, or negative for none.
-  Recording(std::vector<Signal> signals, double rate, int recordSamples, int triggerSignal, RecordSink& sink);
+  // annotationSlots: the annotations every data record has room for.
+  Recording(std::vector<Signal> signals, double rate, int recordSamples, int triggerSignal, RecordSink& sink,
+            int annotationSlots);
 
   // One sample, a value per signal. A trigger value that changes to
   // anything but 0 is annotated "TRG <value>" at this sample.
@@ -31,6 +33,11 @@ class Recording {
   // n samples that never arrived, filled with the last values and annotated
   // with `why` over their span.
   void Fill(std::uint64_t n, const std::string& why);
+  // n samples lost on the way, filled and annotated "BAD gap: n samples
+  // lost". While annotations outrun the room the file has for them,
+  // neighbouring gaps share one annotation over their span, so that no
+  // trigger or alarm is crowded out.
+  void Lose(std::uint64_t n);
   // An event now (at the next sample) or at a given time, with no duration.
   void Annotate(const std::string& text);
   void AnnotateAt(double seconds, const std::string& text);
@@ -43,15 +50,22 @@ class Recording {
   double Seconds() const { return static_cast<double>(samples) / rate; }
   std::uint64_t FilledSamples() const { return filled; }
   unsigned Triggers() const { return triggers; }
+  // Annotations beyond the room of the records so far (lost if the file
+  // ended now).
+  std::uint64_t AnnotationsBeyondRoom() const;
 
  private:
   void Put(const std::vector<int>& digital);
+  void Note(double onset, double duration, std::string text);
+  bool RoomForGap() const;
+  void NoteGaps();
 
   std::vector<Signal> signals;
   double rate;
   int recordSamples;
   int triggerSignal;
   RecordSink& sink;
+  int slots;
 
   std::vector<int> record;  // signal-major, recordSamples per signal
   int inRecord = 0;
@@ -60,6 +74,14 @@ class Recording {
   std::uint64_t samples = 0;
   std::uint64_t filled = 0;
   unsigned triggers = 0;
+  std::uint64_t records = 0;
+  std::uint64_t annotations = 0;
+  struct Gaps {
+    double onset = 0.0;
+    double end = 0.0;
+    std::uint64_t samples = 0;
+    unsigned count = 0;
+  } waiting;  // gaps not yet annotated
 };
 
 }  // namespace QVT::Record

@@ -34,6 +34,11 @@ constexpr int kUsageFailure = 2;
 constexpr double kReconnectSeconds = 2.0;
 constexpr double kWatchdogSeconds = 1.0;
 constexpr double kUnknownLag = -1.0;
+// Annotations every data record has room for: beyond them, neighbouring
+// gaps share one. More when the impedances must fit into a short recording.
+constexpr int kAnnotationSlots = 3;
+constexpr int kMostAnnotationSlots = 64;  // EDFlib's limit
+constexpr double kImpedanceRoomSeconds = 10.0;
 
 double SecondsSince(Clock::time_point start) {
   return std::chrono::duration<double>(Clock::now() - start).count();
@@ -123,10 +128,15 @@ void Session::OpenFile(const std::vector<ElectrodeImpedance>& impedances) {
     if (entry.trigger && trigger < 0) trigger = static_cast<int>(signals.size());
     signals.push_back(entry.signal);
   }
-  writer = std::make_unique<RecordWriter>(options.file, signals, recordSamples, recordSeconds,
+  const double roomSeconds =
+      options.seconds > 0.0 ? std::min(options.seconds, kImpedanceRoomSeconds) : kImpedanceRoomSeconds;
+  const double records = std::max(1.0, std::ceil(roomSeconds / recordSeconds));
+  const int slots = static_cast<int>(std::min<double>(
+      kMostAnnotationSlots, kAnnotationSlots + std::ceil(static_cast<double>(impedances.size()) / records)));
+  writer = std::make_unique<RecordWriter>(options.file, signals, recordSamples, recordSeconds, slots,
                                           options.slowDiskSeconds);
   sink = std::make_unique<FileSink>(*writer);
-  recording = std::make_unique<Recording>(signals, rate, recordSamples, trigger, *sink);
+  recording = std::make_unique<Recording>(signals, rate, recordSamples, trigger, *sink, slots);
   timeline = std::make_unique<SampleTimeline>(rate);
   for (const ElectrodeImpedance& electrode : impedances)
     if (!electrode.reference && electrode.kOhm >= 0.0)
@@ -164,9 +174,10 @@ bool Session::TakeSamples(unsigned n) {
       missing = std::min<std::uint64_t>(
           missing, static_cast<std::uint64_t>(
                        std::max(0.0, std::ceil((options.seconds - recording->Seconds()) * rate))));
-    if (missing > 0)
-      recording->Fill(missing,
-                      outage ? "BAD link lost" : "BAD gap: " + std::to_string(missing) + " samples lost");
+    if (outage)
+      recording->Fill(missing, "BAD link lost");
+    else
+      recording->Lose(missing);
     outage = false;
     // The samples behind the last one asked for are not part of the recording.
     if (options.seconds <= 0.0 || recording->Seconds() < options.seconds) recording->Add(values);
@@ -232,6 +243,9 @@ void Session::PrintSummary(const std::string& ending) {
               options.file.c_str(), static_cast<double>(samples) / rate, samples,
               static_cast<unsigned long long>(timeline->LostSamples()), timeline->Gaps(), outages,
               ending.c_str(), FormatAlarms(alarms, 16).c_str());
+  if (const std::uint64_t beyond = recording->AnnotationsBeyondRoom())
+    std::printf("%llu annotations (the last ones) did not fit in the file and are lost\n",
+                static_cast<unsigned long long>(beyond));
 }
 
 int Session::Run() {

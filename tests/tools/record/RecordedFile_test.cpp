@@ -47,9 +47,9 @@ TEST(RecordedFile, HoldsWhatTheLibraryDeliveredWithinOneStep) {
       (std::filesystem::temp_directory_path() / ("qvt_readback_" + std::to_string(rate) + ".bdf")).string();
   std::vector<std::vector<double>> delivered;
   {
-    RecordWriter writer(path, signals, recordSamples, 0.1);
+    RecordWriter writer(path, signals, recordSamples, 0.1, 3);
     WriterSink sink(writer);
-    Recording recording(signals, rate, recordSamples, trigger, sink);
+    Recording recording(signals, rate, recordSamples, trigger, sink, 3);
     std::FILE* quiet = std::fopen("/dev/null", "w");
     Tools::ProgressDisplay display(quiet, false);
     Tools::Progress progress;

@@ -51,11 +51,11 @@ TEST(Recording, KeepsTheTimeLineTrueAcrossGapsAndMarksTriggersAndTheEnd) {
   Collected sink;
   const Signal counts = CountSignal("x", "");
   // Two signals, the second the trigger; records of 4 samples at 10 Hz.
-  Recording recording({counts, counts}, 10.0, 4, 1, sink);
+  Recording recording({counts, counts}, 10.0, 4, 1, sink, 3);
   recording.Add({1, 0});
   recording.Add({2, 5});  // trigger onset at sample 1
   recording.Add({3, 5});  // held: no new onset
-  recording.Fill(2, "BAD gap: 2 samples lost");
+  recording.Lose(2);
   recording.Add({4, 0});
   recording.Add({5, 7});  // onset at sample 6
   recording.Finish();     // 7 samples: one padded
@@ -80,6 +80,29 @@ TEST(Recording, KeepsTheTimeLineTrueAcrossGapsAndMarksTriggersAndTheEnd) {
   }
   EXPECT_EQ(recording.FilledSamples(), 2u);
   EXPECT_EQ(recording.Triggers(), 2u);
+}
+
+TEST(Recording, GapsShareAnnotationsRatherThanOutrunTheFilesRoom) {
+  Collected sink;
+  const Signal counts = CountSignal("x", "");
+  // Records of 4 samples with room for 2 annotations each; a gap after
+  // every sample and a trigger every fourth.
+  Recording recording({counts, counts}, 10.0, 4, 1, sink, 2);
+  for (int k = 0; k < 40; ++k) {
+    recording.Add({0, k % 4 == 0 ? 1.0 : 0.0});
+    recording.Lose(1);
+  }
+  recording.Finish();
+  std::uint64_t lost = 0;
+  unsigned triggers = 0;
+  for (const auto& annotation : sink.annotations) {
+    if (annotation.text.rfind("TRG", 0) == 0) ++triggers;
+    if (annotation.text.rfind("BAD gap: ", 0) == 0) lost += std::stoull(annotation.text.substr(9));
+  }
+  EXPECT_EQ(triggers, 10u);
+  EXPECT_EQ(lost, 40u);
+  EXPECT_LE(sink.annotations.size(), sink.records.size() * 2);
+  EXPECT_EQ(recording.AnnotationsBeyondRoom(), 0u);
 }
 
 }  // namespace
