@@ -18,6 +18,11 @@ void InstallInterruptHandler() {
   sigemptyset(&action.sa_mask);
   sigaction(SIGINT, &action, nullptr);
   sigaction(SIGTERM, &action, nullptr);
+  // A closed terminal ends the run as Ctrl-C does, with the file closed.
+  sigaction(SIGHUP, &action, nullptr);
+  // A reader of the output that goes away must not end the run; the
+  // failed writes are harmless.
+  std::signal(SIGPIPE, SIG_IGN);
 }
 
 bool Interrupted() { return interrupted != 0; }

@@ -1,4 +1,5 @@
-// Ctrl-C and SIGTERM handling: the handler only raises a flag that the loops poll.
+// Ctrl-C, SIGTERM and SIGHUP handling: the handler only raises a flag that the
+// loops poll. SIGPIPE is ignored.
 #pragma once
 
 namespace QVT::Tools {

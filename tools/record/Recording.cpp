@@ -94,11 +94,20 @@ void Recording::AnnotateAt(double seconds, const std::string& text) { Note(secon
 
 void Recording::Finish() {
   if (waiting.count > 0) NoteGaps();
-  if (inRecord == 0) return;
-  const auto padding = static_cast<std::uint64_t>(recordSamples - inRecord);
+  // At least one record, and enough of them for every annotation: EDFlib
+  // drops annotations that do not fit and leaves a file without records
+  // that it cannot read itself.
+  std::uint64_t count = records + (inRecord > 0 ? 1 : 0);
+  const auto fits = [&] {
+    const bool padded = count * static_cast<std::uint64_t>(recordSamples) > samples;
+    return count > 0 && count * static_cast<std::uint64_t>(slots) >= annotations + (padded ? 1 : 0);
+  };
+  while (!fits()) ++count;
+  const std::uint64_t padding = count * static_cast<std::uint64_t>(recordSamples) - samples;
+  if (padding == 0) return;
   Note(Seconds(), static_cast<double>(padding) / rate,
        "BAD end: " + std::to_string(padding) + " samples padded");
-  while (inRecord != 0) Put(last);
+  for (std::uint64_t i = 0; i < padding; ++i) Put(last);
 }
 
 }  // namespace QVT::Record

@@ -43,7 +43,8 @@ class Recording {
   void AnnotateAt(double seconds, const std::string& text);
 
   // Completes the last record with the last values, marked as bad, so that
-  // nothing delivered is left out.
+  // nothing delivered is left out; pads whole records too when the file
+  // would otherwise have none or no room for every annotation.
   void Finish();
 
   std::uint64_t Samples() const { return samples; }

@@ -7,6 +7,8 @@ usage: check_recording.py MODE EMULATOR RECORDER
   outage  --outage 3:6 --reconnect: data before and after one BAD link lost
   ending  SIGTERM, a full disk and a slow disk each leave a readable file
 """
+import ctypes
+import ctypes.util
 import os
 import re
 import signal
@@ -32,6 +34,15 @@ def record(name, emulator_args=(), recorder_args=(), seconds=10, **popen):
 
 def read(path):
     return mne.io.read_raw_bdf(path, preload=True, verbose="error")
+
+
+def edflib_opens(path):
+    # EDFlib is stricter than MNE: it refuses a header whose record count the
+    # file does not hold.
+    edflib = ctypes.CDLL(ctypes.util.find_library("edf"))
+    header = ctypes.create_string_buffer(1 << 20)
+    handle = edflib.edfopen_file_readonly(path.encode(), header, 2)
+    return handle >= 0 and edflib.edfclose_file(handle) == 0
 
 
 def described(raw, prefix):
@@ -112,10 +123,11 @@ def outage():
 
 
 def ending():
-    # SIGTERM half-way: the file is closed with what was recorded. During the
-    # impedance check: no impedances that had no time to settle, and the
-    # alarms so far are still written.
-    for name, options in (("term.bdf", []), ("term_z.bdf", ["--impedance", "30"])):
+    # SIGTERM or SIGHUP half-way: the file is closed with what was recorded.
+    # During the impedance check: no impedances that had no time to settle,
+    # and the alarms so far are still written.
+    for name, options, ending_signal in (("term.bdf", [], signal.SIGTERM), ("hup.bdf", [], signal.SIGHUP),
+                                         ("term_z.bdf", ["--impedance", "30"], signal.SIGTERM)):
         path = os.path.join(WORK, name)
         recorder = subprocess.Popen([EMULATOR, "--seed", "7", "--", RECORDER, *options, path],
                                     stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
@@ -123,9 +135,10 @@ def ending():
         # The emulator runs the recorder as its child; signal that one.
         children = [pid for pid in os.listdir("/proc") if pid.isdigit() and parent_of(pid) == recorder.pid]
         check(len(children) == 1, f"recorder process not found: {children}")
-        os.kill(int(children[0]), signal.SIGTERM)
+        os.kill(int(children[0]), ending_signal)
         out, err = recorder.communicate(timeout=60)
-        check(recorder.returncode == 0 and "(interrupted)" in out, f"SIGTERM: {recorder.returncode}\n{out}\n{err}")
+        check(recorder.returncode == 0 and "(interrupted)" in out, f"{name}: {recorder.returncode}\n{out}\n{err}")
+        check(edflib_opens(path), f"EDFlib cannot open {name}\n{out}")
         raw = read(path)
         if options:
             check(not described(raw, "Z ") and described(raw, "ALARM"), f"cut impedance check\n{out}")
