@@ -32,7 +32,6 @@ using Clock = std::chrono::steady_clock;
 constexpr int kRuntimeFailure = 1;
 constexpr int kUsageFailure = 2;
 constexpr double kReconnectSeconds = 2.0;
-constexpr double kWatchdogSeconds = 1.0;
 constexpr double kUnknownLag = -1.0;
 // Annotations every data record has room for: beyond them, neighbouring
 // gaps share one. More when the impedances must fit into a short recording.
@@ -218,7 +217,6 @@ bool Session::Reconnect() {
     const auto attempt = Clock::now();
     try {
       HeadsetHandle next = Connect(port, options.verbosity);
-      QVT_Headset_SetWatchdogInterval(next.get(), kWatchdogSeconds);
       channels = PrepareMontage(next.get(), plan);
       headset = std::move(next);
       outage = true;
@@ -249,7 +247,6 @@ void Session::PrintSummary(const std::string& ending) {
 }
 
 int Session::Run() {
-  QVT_Headset_SetWatchdogInterval(headset.get(), kWatchdogSeconds);
   PrintIdentity(headset.get(), stdout);
   std::vector<ElectrodeImpedance> impedances;
   if (options.impedanceSeconds > 0.0) {

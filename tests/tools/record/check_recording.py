@@ -4,7 +4,8 @@ usage: check_recording.py MODE EMULATOR RECORDER
   plain   10 s at 300 and at 600 Hz: samples, names, one trigger annotation
           per pulse on the trigger channel's onset, and the quick look
   drops   --drop 0.01: the gaps add up to exactly what the emulator dropped
-  outage  --outage 3:6 --reconnect: data before and after one BAD link lost
+  outage  --outage 3:2: a gap; --outage 3:6 --reconnect: data before and after
+          one BAD link lost
   ending  SIGTERM, a full disk and a slow disk each leave a readable file
 """
 import ctypes
@@ -103,9 +104,12 @@ def drops():
 
 
 def outage():
-    # Noticing a silence takes up to 4 s (a watchdog tick, its interval and
-    # the echo's time-out): the outage outlasts that with room to spare, so
-    # that a busy machine cannot see the data come back first.
+    # A silence of 2 s is a gap, not a lost link.
+    path, run = record("short_outage.bdf", ["--seed", "6", "--outage", "3:2"], seconds=4)
+    check(run.returncode == 0 and described(read(path), "BAD gap"), "a 2 s silence ended the recording", run)
+    # A link is taken for lost after 5 s without data: the outage outlasts
+    # that with room to spare, so that a busy machine cannot see the data
+    # come back first.
     path, run = record("outage.bdf", ["--seed", "6", "--outage", "3:6"], ["--reconnect"], seconds=14)
     check(run.returncode == 0 and "Reconnected" in run.stdout, "no reconnection", run)
     raw = read(path)
