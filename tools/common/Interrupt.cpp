@@ -1,18 +1,49 @@
 #include "Interrupt.h"
 
+#include <semaphore.h>
+#include <unistd.h>
+
+#include <cerrno>
 #include <csignal>
+#include <cstdio>
+#include <mutex>
+#include <thread>
 
 namespace QVT::Tools {
 
 namespace {
 
-volatile std::sig_atomic_t interrupted = 0;
+constexpr int kInterruptedStatus = 130;  // as a shell reports a process ended by Ctrl-C
 
-extern "C" void OnInterrupt(int) { interrupted = 1; }
+volatile std::sig_atomic_t interrupted = 0;
+sem_t secondInterrupt;
+std::mutex lastActionLock;
+std::function<void()> lastAction;
+
+extern "C" void OnInterrupt(int) {
+  if (interrupted != 0) sem_post(&secondInterrupt);  // async-signal-safe
+  interrupted = 1;
+}
+
+void EndOnSecondInterrupt() {
+  while (sem_wait(&secondInterrupt) != 0) {
+  }
+  std::fprintf(stderr, "\n%s: interrupted again; stopping at once\n", program_invocation_short_name);
+  {
+    std::lock_guard<std::mutex> guard(lastActionLock);
+    if (lastAction) lastAction();
+  }
+  std::fflush(stdout);
+  std::fflush(stderr);
+  // The main thread may be inside the library, waiting on the headset.
+  _exit(kInterruptedStatus);
+}
 
 }  // namespace
 
 void InstallInterruptHandler() {
+  sem_init(&secondInterrupt, 0, 0);
+  std::thread(EndOnSecondInterrupt).detach();
   struct sigaction action = {};
   action.sa_handler = OnInterrupt;
   sigemptyset(&action.sa_mask);
@@ -26,5 +57,10 @@ void InstallInterruptHandler() {
 }
 
 bool Interrupted() { return interrupted != 0; }
+
+void SetLastAction(std::function<void()> action) {
+  std::lock_guard<std::mutex> guard(lastActionLock);
+  lastAction = std::move(action);
+}
 
 }  // namespace QVT::Tools

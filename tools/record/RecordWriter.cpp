@@ -81,6 +81,7 @@ void RecordWriter::Write(Item& item) {
 }
 
 void RecordWriter::Close() {
+  std::lock_guard<std::mutex> closeGuard(closeLock);
   {
     std::lock_guard<std::mutex> guard(lock);
     if (closing) return;

@@ -35,6 +35,8 @@ class RecordWriter {
 
   // Writes what is queued, then closes the file. Throws std::runtime_error
   // with the first failure, if any (the file is closed with what it got).
+  // Any thread may close it; a second call waits for the first and does
+  // nothing.
   void Close();
 
   // The first failure so far, or "" (a full disk, say); after one, further
@@ -60,6 +62,7 @@ class RecordWriter {
   BdfFile file;
   const double extraSeconds;
 
+  std::mutex closeLock;
   mutable std::mutex lock;
   std::condition_variable wake;
   std::deque<Item> queue;

@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "BackgroundConnection.h"
 #include "BatchLoop.h"
 #include "HeadsetReport.h"
 #include "Interrupt.h"
@@ -75,6 +76,9 @@ class Session {
  public:
   Session(const RecordOptions& recordOptions, std::string devicePort, HeadsetHandle connected)
       : options(recordOptions), port(std::move(devicePort)), headset(std::move(connected)) {}
+  ~Session() { SetLastAction(nullptr); }
+  Session(const Session&) = delete;
+  Session& operator=(const Session&) = delete;
 
   int Run();
 
@@ -85,6 +89,8 @@ class Session {
   void Drain();
   void TakeAlarms();
   bool Done() const;
+  // Whether the wall clock has reached the end of a --seconds recording.
+  bool PastEnd() const;
   bool Reconnect();
   void PrintSummary(const std::string& ending);
 
@@ -136,6 +142,16 @@ void Session::OpenFile(const std::vector<ElectrodeImpedance>& impedances) {
                                           options.slowDiskSeconds);
   sink = std::make_unique<FileSink>(*writer);
   recording = std::make_unique<Recording>(signals, rate, recordSamples, trigger, *sink, slots);
+  // A second Ctrl-C may come while the library waits on a silent headset:
+  // the file is then closed with the records it has.
+  SetLastAction([this] {
+    try {
+      writer->Close();
+      std::fprintf(stderr, "qvt-record: %s is closed with what was written\n", options.file.c_str());
+    } catch (const std::exception& error) {
+      std::fprintf(stderr, "qvt-record: %s\n", error.what());
+    }
+  });
   timeline = std::make_unique<SampleTimeline>(rate);
   for (const ElectrodeImpedance& electrode : impedances)
     if (!electrode.reference && electrode.kOhm >= 0.0)
@@ -210,27 +226,30 @@ bool Session::Reconnect() {
   std::fflush(stdout);
   for (const Alarm& alarm : QVT::Tools::TakeAlarms(headset.get(), alarmTexts)) alarms.push_back(alarm);
   alarmTexts.clear();
-  headset.reset();
   // Reconnection goes on while the recording would have: its time is the
   // wall clock's now.
-  while (!Interrupted() && (options.seconds <= 0.0 || SecondsSince(started) < options.seconds)) {
+  while (!Interrupted() && !PastEnd()) {
     const auto attempt = Clock::now();
-    try {
-      HeadsetHandle next = Connect(port, options.verbosity);
-      channels = PrepareMontage(next.get(), plan);
-      headset = std::move(next);
-      outage = true;
-      ++outages;
-      std::printf("Reconnected after %.1f s\n", SecondsSince(attempt));
-      std::fflush(stdout);
-      return true;
-    } catch (const RuntimeError& error) {
-      std::fprintf(stderr, "qvt-record: %s\n", error.what());
+    BackgroundConnection connection(std::move(headset), port, options.verbosity, plan);
+    while (!connection.Done() && !Interrupted() && !PastEnd()) QVT_Sleep(0.05);
+    if (connection.Done()) {
+      try {
+        headset = connection.Take(channels);
+        outage = true;
+        ++outages;
+        std::printf("Reconnected after %.1f s\n", SecondsSince(attempt));
+        std::fflush(stdout);
+        return true;
+      } catch (const RuntimeError& error) {
+        std::fprintf(stderr, "qvt-record: %s\n", error.what());
+      }
     }
-    while (!Interrupted() && SecondsSince(attempt) < kReconnectSeconds) QVT_Sleep(0.05);
+    while (!Interrupted() && !PastEnd() && SecondsSince(attempt) < kReconnectSeconds) QVT_Sleep(0.05);
   }
   return false;
 }
+
+bool Session::PastEnd() const { return options.seconds > 0.0 && SecondsSince(started) >= options.seconds; }
 
 void Session::PrintSummary(const std::string& ending) {
   if (headset)
@@ -293,6 +312,15 @@ int Session::Run() {
   return 0;
 }
 
+// A connection attempt given up on may still be inside the library: the
+// process ends without the teardown that would run under its feet.
+int Exit(int status) {
+  if (!BackgroundConnection::AnyAbandoned()) return status;
+  std::fflush(stdout);
+  std::fflush(stderr);
+  _exit(status);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -310,13 +338,13 @@ int main(int argc, char** argv) {
     if (port.empty()) throw RecordUsageError("no headset port: give --port or set QVTSerialPort");
     InstallInterruptHandler();
     HeadsetHandle headset = Connect(port, options.verbosity);
-    return Session(options, port, std::move(headset)).Run();
+    return Exit(Session(options, port, std::move(headset)).Run());
   } catch (const RecordUsageError& error) {
     std::fprintf(stderr, "qvt-record: %s (see --help)\n", error.what());
     return kUsageFailure;
   } catch (const std::exception& error) {
     std::fflush(stdout);
     std::fprintf(stderr, "qvt-record: %s\n", error.what());
-    return kRuntimeFailure;
+    return Exit(kRuntimeFailure);
   }
 }

@@ -58,6 +58,13 @@ def parent_of(pid):
         return None
 
 
+def child_of(pid):
+    # The emulator runs the recorder as its child.
+    children = [int(p) for p in os.listdir("/proc") if p.isdigit() and parent_of(p) == pid]
+    check(len(children) == 1, f"recorder process not found: {children}")
+    return children[0]
+
+
 def check(condition, message, run=None):
     if not condition:
         sys.exit(message + ("" if run is None else "\nstdout:\n" + run.stdout + "\nstderr:\n" + run.stderr[-3000:]))
@@ -136,10 +143,7 @@ def ending():
         recorder = subprocess.Popen([EMULATOR, "--seed", "7", "--", RECORDER, *options, path],
                                     stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
         time.sleep(6)
-        # The emulator runs the recorder as its child; signal that one.
-        children = [pid for pid in os.listdir("/proc") if pid.isdigit() and parent_of(pid) == recorder.pid]
-        check(len(children) == 1, f"recorder process not found: {children}")
-        os.kill(int(children[0]), ending_signal)
+        os.kill(child_of(recorder.pid), ending_signal)
         out, err = recorder.communicate(timeout=60)
         check(recorder.returncode == 0 and "(interrupted)" in out, f"{name}: {recorder.returncode}\n{out}\n{err}")
         check(edflib_opens(path), f"EDFlib cannot open {name}\n{out}")
@@ -148,6 +152,16 @@ def ending():
             check(not described(raw, "Z ") and described(raw, "ALARM"), f"cut impedance check\n{out}")
         else:
             check(raw.n_times >= 300, "nothing kept after SIGTERM")
+
+    # A second SIGTERM ends it at once, even while the library waits on a
+    # silent headset.
+    recorder = subprocess.Popen([EMULATOR, "--silent-after", "0", "--", RECORDER, os.path.join(WORK, "silent.bdf")],
+                                stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
+    time.sleep(2)
+    for _ in range(2):
+        os.kill(child_of(recorder.pid), signal.SIGTERM)
+        time.sleep(0.5)
+    recorder.communicate(timeout=5)
 
     # A full disk: a clear error, and no hang.
     full = os.path.join(WORK, "full.bdf")

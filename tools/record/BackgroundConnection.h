@@ -1,0 +1,41 @@
+// A connection made on a thread of its own, so that a recording can give up
+// on it (Ctrl-C, the end of --seconds) while the library still waits on a
+// silent headset. An attempt given up on is left to end by itself.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "HeadsetReport.h"
+#include "MontagePlan.h"
+
+namespace QVT::Record {
+
+class BackgroundConnection {
+ public:
+  // Lets go of the previous headset, if any (on a lost link that can take
+  // as long as connecting), then connects and gives the new one the montage
+  // of the plan.
+  BackgroundConnection(Tools::HeadsetHandle previous, const std::string& port, int verbosity,
+                       const std::vector<ChannelPlan>& plan);
+
+  bool Done() const;
+  // Once Done: the headset and its channels. Throws Tools::RuntimeError
+  // when the attempt failed.
+  Tools::HeadsetHandle Take(Channels& channels);
+
+  // Whether an attempt was given up on while still in the library: the
+  // process should then end without running the library's teardown.
+  static bool AnyAbandoned();
+
+  ~BackgroundConnection();
+  BackgroundConnection(const BackgroundConnection&) = delete;
+  BackgroundConnection& operator=(const BackgroundConnection&) = delete;
+
+ private:
+  struct State;
+  std::shared_ptr<State> state;
+};
+
+}  // namespace QVT::Record
