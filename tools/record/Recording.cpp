@@ -53,7 +53,7 @@ void Recording::NoteGaps() {
   Note(waiting.onset, waiting.end - waiting.onset,
        "BAD gap: " + std::to_string(waiting.samples) + " samples lost" +
            (waiting.count > 1 ? " in " + std::to_string(waiting.count) + " gaps" : ""));
-  waiting = Gaps{};
+  waiting = PendingGaps{};
 }
 
 void Recording::Add(const std::vector<double>& values) {
@@ -82,6 +82,8 @@ void Recording::Lose(std::uint64_t n) {
   if (waiting.count == 0) waiting.onset = Seconds();
   waiting.samples += n;
   ++waiting.count;
+  lost += n;
+  ++gaps;
   for (std::uint64_t i = 0; i < n; ++i) Put(last);
   filled += n;
   waiting.end = Seconds();

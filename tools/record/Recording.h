@@ -50,6 +50,9 @@ class Recording {
   std::uint64_t Samples() const { return samples; }
   double Seconds() const { return static_cast<double>(samples) / rate; }
   std::uint64_t FilledSamples() const { return filled; }
+  // Samples lost on the way and the gaps they were lost in (Lose).
+  std::uint64_t LostSamples() const { return lost; }
+  unsigned Gaps() const { return gaps; }
   unsigned Triggers() const { return triggers; }
   // Annotations beyond the room of the records so far (lost if the file
   // ended now).
@@ -75,9 +78,11 @@ class Recording {
   std::uint64_t samples = 0;
   std::uint64_t filled = 0;
   unsigned triggers = 0;
+  std::uint64_t lost = 0;
+  unsigned gaps = 0;
   std::uint64_t records = 0;
   std::uint64_t annotations = 0;
-  struct Gaps {
+  struct PendingGaps {
     double onset = 0.0;
     double end = 0.0;
     std::uint64_t samples = 0;

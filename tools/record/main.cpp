@@ -7,6 +7,7 @@
 #include <chrono>
 #include <cmath>
 #include <cstdio>
+#include <limits>
 #include <memory>
 #include <string>
 #include <vector>
@@ -99,6 +100,9 @@ class Session {
   HeadsetHandle headset;
   double rate = 0.0;
   int recordSamples = 0;
+  // Counted in samples: a time compared in seconds could round one over and
+  // pad a record beyond the end.
+  std::uint64_t wantedSamples = std::numeric_limits<std::uint64_t>::max();
   double recordSeconds = 0.0;
   std::vector<ChannelPlan> plan;
   Channels channels;
@@ -111,7 +115,7 @@ class Session {
   Clock::time_point started;
   bool headerWritten = false;
   bool outage = false;  // the next gap is the link's
-  unsigned outages = 0;
+  unsigned linkLosses = 0;
   std::vector<std::string> alarmTexts;  // of this connection
   std::vector<Alarm> alarms;            // of connections gone
   std::vector<double> values;
@@ -126,6 +130,7 @@ void Session::OpenFile(const std::vector<ElectrodeImpedance>& impedances) {
   if (!(rate > 0.0) || std::fmod(rate * recordSeconds, 1.0) != 0.0)
     throw RuntimeError("cannot record at " + Format("%g", rate) + " samples per second");
   recordSamples = static_cast<int>(rate * recordSeconds);
+  if (options.seconds > 0.0) wantedSamples = static_cast<std::uint64_t>(std::llround(options.seconds * rate));
   plan = PlanChannels(headset.get());
   std::vector<Signal> signals;
   int trigger = -1;
@@ -160,8 +165,7 @@ void Session::OpenFile(const std::vector<ElectrodeImpedance>& impedances) {
 }
 
 bool Session::Done() const {
-  return Interrupted() || !writer->Failure().empty() ||
-         (options.seconds > 0.0 && recording->Seconds() >= options.seconds);
+  return Interrupted() || !writer->Failure().empty() || recording->Samples() >= wantedSamples;
 }
 
 bool Session::TakeSamples(unsigned n) {
@@ -185,17 +189,14 @@ bool Session::TakeSamples(unsigned n) {
     }
     std::uint64_t missing = timeline->Next(stamp, wall);
     // A gap at the very end fills only what the recording still lacks.
-    if (options.seconds > 0.0)
-      missing = std::min<std::uint64_t>(
-          missing, static_cast<std::uint64_t>(
-                       std::max(0.0, std::ceil((options.seconds - recording->Seconds()) * rate))));
+    missing = std::min(missing, wantedSamples - std::min(wantedSamples, recording->Samples()));
     if (outage)
       recording->Fill(missing, "BAD link lost");
     else
       recording->Lose(missing);
     outage = false;
     // The samples behind the last one asked for are not part of the recording.
-    if (options.seconds <= 0.0 || recording->Seconds() < options.seconds) recording->Add(values);
+    if (recording->Samples() < wantedSamples) recording->Add(values);
   }
   TakeAlarms();
   progress.lostSamples = timeline->LostSamples();
@@ -236,7 +237,6 @@ bool Session::Reconnect() {
       try {
         headset = connection.Take(channels);
         outage = true;
-        ++outages;
         std::printf("Reconnected after %.1f s\n", SecondsSince(attempt));
         std::fflush(stdout);
         return true;
@@ -258,7 +258,7 @@ void Session::PrintSummary(const std::string& ending) {
   const auto samples = static_cast<unsigned long long>(writer->Records()) * recordSamples;
   std::printf("\n%s: %.1f s of signal (%llu samples), %llu lost in %u gaps, %u link losses%s\n%s",
               options.file.c_str(), static_cast<double>(samples) / rate, samples,
-              static_cast<unsigned long long>(timeline->LostSamples()), timeline->Gaps(), outages,
+              static_cast<unsigned long long>(recording->LostSamples()), recording->Gaps(), linkLosses,
               ending.c_str(), FormatAlarms(alarms, 16).c_str());
   if (const std::uint64_t beyond = recording->AnnotationsBeyondRoom())
     std::printf("%llu annotations (the last ones) did not fit in the file and are lost\n",
@@ -291,6 +291,7 @@ int Session::Run() {
       Drain();
       break;
     } catch (const LinkLostError& error) {
+      ++linkLosses;
       Drain();
       if (!options.reconnect || !Reconnect()) {
         recording->Annotate("BAD link lost");
