@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 
 namespace QVT::Stream {
 
@@ -32,9 +33,12 @@ std::string FormatImpedanceTable(const std::vector<ElectrodeImpedance>& electrod
       table += "      reference\n";
     else if (electrode.kOhm < 0.0)
       table += "   not measured\n";
-    else
+    else {
+      // Judged as printed: two lines that read the same never differ.
+      const std::string shown = Number("%8.1f", electrode.kOhm);
       table +=
-          Number("%8.1f kOhm", electrode.kOhm) + (electrode.kOhm < goodBelowKOhm ? "  good\n" : "  poor\n");
+          shown + " kOhm" + (std::strtod(shown.c_str(), nullptr) < goodBelowKOhm ? "  good\n" : "  poor\n");
+    }
   }
   return table;
 }

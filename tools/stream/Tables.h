@@ -18,8 +18,8 @@ struct ChannelRow {
   double impedanceKOhm = -1.0;
 };
 
-// One line per electrode, marked "good" below goodBelowKOhm and "poor" at
-// or above it.
+// One line per electrode, marked "good" when its value as printed is below
+// goodBelowKOhm and "poor" otherwise.
 std::string FormatImpedanceTable(const std::vector<ElectrodeImpedance>& electrodes, double goodBelowKOhm);
 
 // One line per channel: name, mean, RMS, standard deviation and, when any

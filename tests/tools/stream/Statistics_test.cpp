@@ -25,12 +25,15 @@ TEST(ChannelStatistics, SmallSignalSurvivesALargeOffset) {
 }
 
 TEST(StreamTables, ImpedancesAreGoodOnlyBelowTheThreshold) {
-  EXPECT_EQ(FormatImpedanceTable({{"Fz", 9.9}, {"Cz", 10.0}, {"Pz", -1.0}, {"A1", 0.0, true}}, 10.0),
-            "electrode impedance\n"
-            "Fz             9.9 kOhm  good\n"
-            "Cz            10.0 kOhm  poor\n"
-            "Pz           not measured\n"
-            "A1              reference\n");
+  // 9.96 reads 10.0 and is judged as it reads.
+  EXPECT_EQ(
+      FormatImpedanceTable({{"Fz", 9.9}, {"Cz", 10.0}, {"C3", 9.96}, {"Pz", -1.0}, {"A1", 0.0, true}}, 10.0),
+      "electrode impedance\n"
+      "Fz             9.9 kOhm  good\n"
+      "Cz            10.0 kOhm  poor\n"
+      "C3            10.0 kOhm  poor\n"
+      "Pz           not measured\n"
+      "A1              reference\n");
 }
 
 TEST(StreamTables, ImpedanceColumnAppearsOnlyWhenMeasured) {
