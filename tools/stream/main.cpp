@@ -65,11 +65,12 @@ void PrintSummary(QVT_Headset* headset, const std::vector<ChannelRow>& rows, con
   const std::vector<Alarm> alarms = TakeAlarms(headset, TakeAlarmTexts());
   const double rate =
       progress.elapsedSeconds > 0.0 ? static_cast<double>(progress.samples) / progress.elapsedSeconds : 0.0;
-  std::printf("\n%llu samples in %.1f s (%.1f per second), %u overflowed, %llu lost in %u gaps%s\n%s\n%s",
+  std::printf("\n%llu samples in %.1f s (%.1f per second), %u overflowed, %llu lost in %u gaps%s\n%s",
               static_cast<unsigned long long>(progress.samples), progress.elapsedSeconds, rate,
               progress.overflowed, static_cast<unsigned long long>(progress.lostSamples), progress.gaps,
-              Interrupted() ? " (interrupted)" : "", FormatAlarms(alarms, 16).c_str(),
-              FormatChannelTable(rows).c_str());
+              Interrupted() ? " (interrupted)" : "", FormatAlarms(alarms, 16).c_str());
+  // Statistics of no samples would read as a flat signal.
+  if (progress.samples > 0) std::printf("\n%s", FormatChannelTable(rows).c_str());
 }
 
 int Run(const Options& options) {
