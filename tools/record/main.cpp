@@ -1,6 +1,7 @@
 // qvt-record: records a headset to a BDF+ file, with triggers, lost
 // samples, alarms, impedances and link losses as annotations; optionally
 // reconnects when the link is lost and goes on in the same file.
+#include <malloc.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -325,6 +326,10 @@ int Exit(int status) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  // A reconnection builds the new headset on a thread of its own; with an
+  // arena per thread, the memory the old headset gave back would stay with
+  // the main thread's arena and each reconnection would add a headset's worth.
+  mallopt(M_ARENA_MAX, 1);
   try {
     const RecordOptions options = ParseRecordOptions(std::vector<std::string>(argv + 1, argv + argc));
     if (options.help) {
