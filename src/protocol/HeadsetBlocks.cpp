@@ -31,6 +31,9 @@ constexpr std::size_t kLongestOvershoot = 256;
 // leaves the rest to the next read, so a babbling link cannot hold the read
 // lock for ever.
 constexpr std::size_t kResynchronizationByteLimit = 65536;
+// The one frame error found after the block's own CR LF was read where it
+// belongs: the next block starts right behind it.
+constexpr char kFailedCheck[] = "Block failed consistency check.";
 
 bool NoLink(const SerialConnection& serial) { return !serial.IsOpen() && serial.SimulatedInput() == nullptr; }
 
@@ -44,7 +47,15 @@ bool Headset::TryToReadBlock() {
   if (read == 0) return false;
   if (read < 0) {
     if (WouldIssue(2)) IssueMessage(std::string(frameError) + " - resynchronizing...", 2);
-    if (!Resynchronize()) return false;
+    // The last two bytes read already hold the end code of a block that kept
+    // its frame, so the scan for CR LF is over before it starts: only that
+    // block is lost, not the one behind it as well.
+    if (frameError == kFailedCheck) {
+      expectedBlockNumber = -1;
+      expectedSequenceNumber = -1;
+    } else if (!Resynchronize()) {
+      return false;
+    }
   }
   lastDataTime.store(serial.Elapsed());
   return true;
@@ -93,7 +104,7 @@ int Headset::ReadCheckedBlock(const char*& frameError) {
   if (ReadU16LE(block + length - 2) != kEndCode)
     return refuse("Block did not terminate with the expected code.");
   if (CRC16(block + kHeaderSize, static_cast<unsigned long>(bodySize - 2)) != ReadU16LE(block + kCRCOffset))
-    return refuse("Block failed consistency check.");
+    return refuse(kFailedCheck);
   // A packet whose length byte reaches past the block reads the slack behind
   // it; zeros there, never what an earlier block left.
   static_assert(kMaxBlockLength + kLongestOvershoot <= sizeof blockBuffer);
