@@ -200,4 +200,4 @@ def test_errors_of_two_threads_stay_apart():
         t.start()
     for t in threads:
         t.join()
-    assert errors == {p: f'Failed to open COM port "{p}"' for p in ("/nonexistent/a", "/nonexistent/b")}
+    assert errors == {p: f'Failed to open COM port "{p}": No such file or directory' for p in ("/nonexistent/a", "/nonexistent/b")}

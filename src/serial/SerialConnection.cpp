@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/file.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -10,7 +11,9 @@
 #include <climits>
 #include <cmath>
 #include <cstdlib>
+#include <system_error>
 
+#include "serial/PortHolder.h"
 #include "util/Timing.h"
 
 namespace QVT {
@@ -29,6 +32,9 @@ termios RawSettings(const termios& saved) {
   raw.c_cc[VTIME] = 0;
   return raw;
 }
+
+// The system's words for an error number; unlike strerror, safe from any thread.
+std::string SystemReason(int error) { return std::error_code(error, std::generic_category()).message(); }
 
 bool MakeNonBlocking(int descriptor) {
   const int flags = fcntl(descriptor, F_GETFL);
@@ -95,10 +101,10 @@ void SerialConnection::Init() {
   savedSettings = std::make_unique<termios>();
 }
 
-void SerialConnection::Fail(const char* what) {
+void SerialConnection::Fail(const char* what, const std::string& reason) {
   ::close(fd);
   fd = 0;
-  throw std::string(what) + " \"" + name + "\"";
+  throw std::string(what) + " \"" + name + "\"" + (reason.empty() ? "" : ": " + reason);
 }
 
 void SerialConnection::Open(const std::string& portText) {
@@ -114,12 +120,22 @@ void SerialConnection::Open(const std::string& portText) {
 
   fd = ::open(name.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK);
   if (fd <= 0) {
+    const std::string reason = fd < 0 ? SystemReason(errno) : "";
     // A descriptor of 0 would be taken for "closed": never keep it.
     if (fd == 0) ::close(fd);
     fd = 0;
-    throw "Failed to open COM port \"" + name + "\"";
+    throw "Failed to open COM port \"" + name + "\"" + (reason.empty() ? "" : ": " + reason);
   }
   if (tcgetattr(fd, savedSettings.get()) != 0) Fail("Failed to read settings from COM port");
+  // One program per headset: a second one would steal the first one's
+  // replies and data. Taken before the settings change, so that a refused
+  // opener leaves the port as its user set it.
+  if (flock(fd, LOCK_EX | LOCK_NB) != 0) {
+    const int error = errno;
+    if (error != EWOULDBLOCK) Fail("Failed to open COM port", SystemReason(error));
+    const std::string holder = PortHolder(fd);
+    Fail("Failed to open COM port", "busy, in use by " + (holder.empty() ? "another program" : holder));
+  }
   const termios raw = RawSettings(*savedSettings);
   if (tcsetattr(fd, TCSANOW, &raw) != 0) Fail("Failed to update settings for COM port");
 

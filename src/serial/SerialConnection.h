@@ -25,10 +25,11 @@ class SerialConnection {
   // Back to closed with no queue attached.
   void Init();
 
-  // Opens the device named by portText up to its first ":". An empty name leaves
-  // the connection closed; with a simulated queue attached no device is
-  // opened. Throws a string naming the device when a step fails, after
-  // closing what it opened.
+  // Opens the device named by portText up to its first ":" and locks it
+  // against other openers. An empty name leaves the connection closed; with
+  // a simulated queue attached no device is opened. Throws a string naming
+  // the device (and the system's reason, or the program holding it) when a
+  // step fails, after closing what it opened.
   void Open(const std::string& portText);
 
   // Lowers DTR and RTS and closes the device; never throws.
@@ -70,7 +71,8 @@ class SerialConnection {
   double OpenTime() const { return openTime; }
 
  private:
-  void Fail(const char* what);
+  // Closes the device and throws what, the name in quotes and the reason.
+  void Fail(const char* what, const std::string& reason = "");
   // Waits up to `seconds` (for ever when negative) for the device to become
   // readable, and for Interrupt when watchInterrupt; true when interrupted.
   bool WaitForInput(double seconds, bool watchInterrupt);

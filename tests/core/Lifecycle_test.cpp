@@ -28,7 +28,7 @@ TEST(Connect, DefaultOrEmptyPortTakesTheEnvironmentVariable) {
 
   setenv("QVTSerialPort", "/nonexistent/qvt-port", 1);
   EXPECT_EQ(ThrownMessage([&] { headset.Connect("default", true); }),
-            "Failed to open COM port \"/nonexistent/qvt-port\"");
+            "Failed to open COM port \"/nonexistent/qvt-port\": No such file or directory");
   unsetenv("QVTSerialPort");
   EXPECT_FALSE(headset.serial.IsOpen());
 }

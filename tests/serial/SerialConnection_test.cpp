@@ -12,10 +12,10 @@ using QVT::testing::ThrownMessage;
 
 // One connection throughout: a failed open must leave it closed, or the next
 // attempt would be refused as a re-open.
-TEST(SerialConnection, OpenFailuresNameTheDeviceInQuotesAndLeaveItClosed) {
+TEST(SerialConnection, OpenFailuresNameTheDeviceInQuotesAndTheReasonAndLeaveItClosed) {
   QVT::testing::PseudoTerminal pty;  // without the preload library it has no modem lines
   const std::pair<std::string, std::string> cases[] = {
-      {"/nonexistent/tty:ignored", "Failed to open COM port \"/nonexistent/tty\""},
+      {"/nonexistent/tty:ignored", "Failed to open COM port \"/nonexistent/tty\": No such file or directory"},
       {"/dev/null", "Failed to read settings from COM port \"/dev/null\""},
       {pty.SlavePath(), "Failed to query status from COM port \"" + pty.SlavePath() + "\""},
       {"", "(no failure)"},

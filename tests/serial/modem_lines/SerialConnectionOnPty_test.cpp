@@ -3,7 +3,11 @@
 #include <gtest/gtest.h>
 #include <sys/ioctl.h>
 
+#include <unistd.h>
+
 #include <chrono>
+#include <fstream>
+#include <string>
 #include <thread>
 
 #include "headset/PseudoTerminal.h"
@@ -24,6 +28,13 @@ int DtrAndRts(int fd) {
 
 double SecondsSince(std::chrono::steady_clock::time_point start) {
   return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+// This process as the system names it.
+std::string OwnName() {
+  std::string name;
+  std::getline(std::ifstream("/proc/self/comm"), name);
+  return name;
 }
 
 void Pause(int milliseconds) { std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds)); }
@@ -58,6 +69,18 @@ TEST_F(SerialConnectionOnPty, OpenAppliesRawSettingsRaisesDtrAndRtsAndRefusesASe
   EXPECT_EQ(DtrAndRts(pty.Keeper()), 0);
   connection.Open(other.SlavePath());
   EXPECT_TRUE(connection.IsOpen());
+}
+
+TEST_F(SerialConnectionOnPty, ASecondOpenerIsRefusedAtOnceNamingThePortAndItsHolder) {
+  SerialConnection second;
+  const std::string refused = QVT::testing::ThrownMessage([&] { second.Open(pty.SlavePath()); });
+  EXPECT_EQ(refused, "Failed to open COM port \"" + pty.SlavePath() + "\": busy, in use by " +
+                         OwnName() + " (pid " + std::to_string(getpid()) + ")");
+  EXPECT_FALSE(second.IsOpen());
+  EXPECT_EQ(DtrAndRts(pty.Keeper()), TIOCM_DTR | TIOCM_RTS) << "the refused opener changed nothing";
+  connection.Close();
+  second.Open(pty.SlavePath());
+  EXPECT_TRUE(second.IsOpen());
 }
 
 TEST_F(SerialConnectionOnPty, ZeroTimeoutTakesWhatIsWaitingOthersCountFromTheLastByte) {
