@@ -4,6 +4,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
@@ -35,12 +36,23 @@ void AllowPreloadAheadOfSanitizer() {
 #endif
 }
 
-volatile std::sig_atomic_t stopSignal = 0;
-volatile pid_t client = 0;
+std::atomic<int> stopSignal{0};
+std::atomic<pid_t> client{0};
+static_assert(std::atomic<int>::is_always_lock_free && std::atomic<pid_t>::is_always_lock_free,
+              "used from a signal handler");
 
-void OnStop(int signal) {
+// Whether the client got this signal too: one the kernel sends of its own
+// accord, as a terminal does for Ctrl-C, goes to the whole foreground process
+// group, and the client is in ours unless it left it. Passing it on would
+// make one Ctrl-C count twice.
+bool ClientGotItToo(const siginfo_t* info, pid_t target) {
+  return info != nullptr && info->si_code == SI_KERNEL && getpgid(target) == getpgrp();
+}
+
+void OnStop(int signal, siginfo_t* info, void*) {
   stopSignal = signal;
-  if (client > 0) kill(client, signal);
+  const pid_t target = client;
+  if (target > 0 && !ClientGotItToo(info, target)) kill(target, signal);
 }
 
 bool Exists(const std::filesystem::path& path) {
@@ -71,7 +83,8 @@ std::string PreloadValue(const std::string& library) {
 
 void InstallStopHandlers() {
   struct sigaction action {};
-  action.sa_handler = OnStop;
+  action.sa_sigaction = OnStop;
+  action.sa_flags = SA_SIGINFO;
   sigemptyset(&action.sa_mask);
   sigaction(SIGINT, &action, nullptr);
   sigaction(SIGTERM, &action, nullptr);

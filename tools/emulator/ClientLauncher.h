@@ -16,7 +16,8 @@ std::string PreloadLibrary();
 std::string PreloadValue(const std::string& library);
 
 // Runs command with the two variables set and waits for it; SIGINT and
-// SIGTERM that reach this process are passed on. Returns the exit status as
+// SIGTERM that reach this process are passed on, unless the client got them
+// as well (Ctrl-C in a terminal signals the whole process group). Returns the exit status as
 // a shell would report it (128 + signal for a killed command, 127 when it
 // cannot be started).
 int RunClient(const std::vector<std::string>& command, const std::string& device, const std::string& preload);
