@@ -2,33 +2,49 @@
 JOBS ?= $(shell nproc)
 CMAKE_FLAGS ?=
 FUZZ_SECONDS ?= 60
+# Each target first installs the Debian packages it needs that are missing
+# (debian-packages.txt lists them by group).
+PACKAGES = .ci/install-packages
+# Tests left out of the usual runs: `ctest -L soak`.
+SLOW_TESTS = soak
 
 .PHONY: all build demo test asan tsan bench fuzz clean format
 
 all: build
 
 build:
-	cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo $(CMAKE_FLAGS)
+	$(PACKAGES) demo build
+	cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DQVT_BUILD_TESTS=ON -DQVT_BUILD_BENCHMARKS=ON $(CMAKE_FLAGS)
 	cmake --build build -j $(JOBS)
 
 # Ten seconds of streaming from the virtual headset, no hardware needed.
-demo: build
+# Builds only what it runs; a build tree it configures has no tests, which
+# `make build` and `make test` turn on again.
+demo:
+	$(PACKAGES) demo
+	test -f build/CMakeCache.txt || cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+		-DQVT_BUILD_TESTS=OFF -DQVT_BUILD_BENCHMARKS=OFF $(CMAKE_FLAGS)
+	cmake --build build -j $(JOBS) --target qvt-emulator qvt-stream
 	build/bin/qvt-emulator -- build/bin/qvt-stream --seconds 10
 
-test: build
-	ctest --test-dir build --output-on-failure -j $(JOBS) -LE soak
+test:
+	$(PACKAGES) demo build test
+	@$(MAKE) --no-print-directory build
+	ctest --test-dir build --output-on-failure -j $(JOBS) -LE '$(SLOW_TESTS)'
 
 asan:
+	$(PACKAGES) demo build test
 	cmake -S . -B build-asan -G Ninja -DCMAKE_BUILD_TYPE=Debug -DQVT_SANITIZE=address $(CMAKE_FLAGS)
 	cmake --build build-asan -j $(JOBS)
 	ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
-		ctest --test-dir build-asan --output-on-failure -j $(JOBS) -LE soak
+		ctest --test-dir build-asan --output-on-failure -j $(JOBS) -LE '$(SLOW_TESTS)'
 
 tsan:
+	$(PACKAGES) demo build test
 	cmake -S . -B build-tsan -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DQVT_SANITIZE=thread $(CMAKE_FLAGS)
 	cmake --build build-tsan -j $(JOBS)
 	TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 \
-		ctest --test-dir build-tsan --output-on-failure -j $(JOBS) -LE soak
+		ctest --test-dir build-tsan --output-on-failure -j $(JOBS) -LE '$(SLOW_TESTS)'
 
 bench: build
 	@for b in build/bin/*_bench; do echo "== $$b"; $$b --benchmark_min_time=0.5; done
@@ -48,6 +64,7 @@ bench: build
 # Builds every fuzz target with clang and runs each for FUZZ_SECONDS on its
 # seeds in fuzz/corpus/NAME, keeping what it finds in fuzz/corpus-NAME.
 fuzz:
+	$(PACKAGES) demo fuzz
 	cmake -S . -B build-fuzz -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_C_COMPILER=clang \
 		-DCMAKE_CXX_COMPILER=clang++ -DQVT_FUZZ=ON -DQVT_BUILD_TESTS=OFF $(CMAKE_FLAGS)
 	cmake --build build-fuzz -j $(JOBS) --target fuzz_targets
