@@ -29,6 +29,10 @@ class BackgroundAcquisition {
     if (!QVT_Headset_StartBackgroundAcquisition(headset)) ThrowIfFailed("cannot start acquisition");
   }
   ~BackgroundAcquisition() {
+    // Stopping would have the thread retry a stop command for 20 s; the
+    // headset is left as it is, for its owner to let go of (Abandon, or an
+    // echo that settles whether it is gone before it is deleted).
+    if (silent) return;
     QVT_Headset_StopBackgroundAcquisition(headset);
     // A lost link cannot stop the stream; there is nothing to wait for.
     for (int polls = 0; polls < 300 && !linkLost && QVT_Headset_GetDataAcquisitionMode(headset) == 1; ++polls)
@@ -41,7 +45,8 @@ class BackgroundAcquisition {
   BackgroundAcquisition(const BackgroundAcquisition&) = delete;
   BackgroundAcquisition& operator=(const BackgroundAcquisition&) = delete;
 
-  bool linkLost = false;
+  bool linkLost = false;  // the library says so
+  bool silent = false;    // no data for a while: the headset may be gone
 
  private:
   QVT_Headset* headset;
@@ -86,7 +91,7 @@ void RunBatches(QVT_Headset* headset, double seconds, const std::function<bool(u
       if (arrived > previouslyArrived) {
         lastArrival = progress.elapsedSeconds;
       } else if (progress.elapsedSeconds - lastArrival > kDataTimeout) {
-        acquisition.linkLost = true;
+        acquisition.silent = true;
         throw LinkLostError("no data from the headset for " + std::to_string(static_cast<int>(kDataTimeout)) +
                             " seconds");
       }

@@ -22,7 +22,10 @@ class LinkLostError : public RuntimeError {
 // progress, and stops acquisition again (also on error). progress carries
 // on from what it holds (elapsed time and samples add up over calls);
 // readBatch may fill in its loss and file fields. Throws LinkLostError when
-// the link is lost, RuntimeError when the library fails.
+// the link is lost, RuntimeError when the library fails. After several
+// seconds without data acquisition is left running (LinkLostError too): the
+// caller lets go of the headset with Abandon, or asks QVT_Headset_IsConnected
+// before deleting it, so that the teardown does not wait on a dead link.
 void RunBatches(QVT_Headset* headset, double seconds, const std::function<bool(unsigned)>& readBatch,
                 ProgressDisplay& display, Progress& progress);
 

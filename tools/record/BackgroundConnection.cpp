@@ -1,18 +1,12 @@
 #include "BackgroundConnection.h"
 
-#include <atomic>
 #include <mutex>
 #include <thread>
 
+#include "Abandoned.h"
 #include "LibraryCalls.h"
 
 namespace QVT::Record {
-
-namespace {
-
-std::atomic<bool> abandoned{false};
-
-}  // namespace
 
 struct BackgroundConnection::State {
   std::mutex lock;
@@ -26,6 +20,10 @@ BackgroundConnection::BackgroundConnection(Tools::HeadsetHandle previous, const 
                                            int verbosity, const std::vector<ChannelPlan>& plan)
     : state(std::make_shared<State>()) {
   std::thread([attempt = state, old = previous.release(), port, verbosity, plan] {
+    // A headset that fell silent is asked once whether it is still there:
+    // one that is gone is marked lost, and its teardown then sends no stop
+    // command that it would retry for 20 s.
+    if (old != nullptr) QVT_Headset_IsConnected(old);
     Tools::HeadsetHandle(old).reset();
     Tools::HeadsetHandle headset;
     Channels channels;
@@ -46,7 +44,7 @@ BackgroundConnection::BackgroundConnection(Tools::HeadsetHandle previous, const 
 }
 
 BackgroundConnection::~BackgroundConnection() {
-  if (!Done()) abandoned = true;
+  if (!Done()) Tools::NoteAbandoned();
 }
 
 bool BackgroundConnection::Done() const {
@@ -60,7 +58,5 @@ Tools::HeadsetHandle BackgroundConnection::Take(Channels& channels) {
   channels = state->channels;
   return std::move(state->headset);
 }
-
-bool BackgroundConnection::AnyAbandoned() { return abandoned; }
 
 }  // namespace QVT::Record

@@ -1,6 +1,7 @@
 // A connection made on a thread of its own, so that a recording can give up
 // on it (Ctrl-C, the end of --seconds) while the library still waits on a
-// silent headset. An attempt given up on is left to end by itself.
+// silent headset. An attempt given up on is left to end by itself, and the
+// process to end through Tools::ExitStatus.
 #pragma once
 
 #include <memory>
@@ -24,10 +25,6 @@ class BackgroundConnection {
   // Once Done: the headset and its channels. Throws Tools::RuntimeError
   // when the attempt failed.
   Tools::HeadsetHandle Take(Channels& channels);
-
-  // Whether an attempt was given up on while still in the library: the
-  // process should then end without running the library's teardown.
-  static bool AnyAbandoned();
 
   ~BackgroundConnection();
   BackgroundConnection(const BackgroundConnection&) = delete;

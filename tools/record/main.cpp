@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "Abandoned.h"
 #include "BackgroundConnection.h"
 #include "BatchLoop.h"
 #include "HeadsetReport.h"
@@ -237,6 +238,9 @@ bool Session::Reconnect() {
     if (connection.Done()) {
       try {
         headset = connection.Take(channels);
+        // The old headset's own verdict, given as it was taken down, is not
+        // the new one's.
+        TakeLinkLost();
         outage = true;
         std::printf("Reconnected after %.1f s\n", SecondsSince(attempt));
         std::fflush(stdout);
@@ -285,6 +289,7 @@ int Session::Run() {
   started = Clock::now();
   std::string ending;
   std::string failure;
+  bool linkLost = false;
   while (!Done()) {
     try {
       RunBatches(
@@ -295,6 +300,7 @@ int Session::Run() {
       ++linkLosses;
       Drain();
       if (!options.reconnect || !Reconnect()) {
+        linkLost = true;
         recording->Annotate("BAD link lost");
         if (!options.reconnect) failure = error.what();
         break;
@@ -310,17 +316,10 @@ int Session::Run() {
     failure = error.what();
   }
   PrintSummary(ending);
+  // Taking down a headset that fell silent would hold the program for 20 s.
+  if (linkLost) Abandon(headset);
   if (!failure.empty()) throw RuntimeError(failure);
   return 0;
-}
-
-// A connection attempt given up on may still be inside the library: the
-// process ends without the teardown that would run under its feet.
-int Exit(int status) {
-  if (!BackgroundConnection::AnyAbandoned()) return status;
-  std::fflush(stdout);
-  std::fflush(stderr);
-  _exit(status);
 }
 
 }  // namespace
@@ -344,13 +343,13 @@ int main(int argc, char** argv) {
     if (port.empty()) throw RecordUsageError("no headset port: give --port or set QVTSerialPort");
     InstallInterruptHandler();
     HeadsetHandle headset = Connect(port, options.verbosity);
-    return Exit(Session(options, port, std::move(headset)).Run());
+    return ExitStatus(Session(options, port, std::move(headset)).Run());
   } catch (const RecordUsageError& error) {
     std::fprintf(stderr, "qvt-record: %s (see --help)\n", error.what());
     return kUsageFailure;
   } catch (const std::exception& error) {
     std::fflush(stdout);
     std::fprintf(stderr, "qvt-record: %s\n", error.what());
-    return Exit(kRuntimeFailure);
+    return ExitStatus(kRuntimeFailure);
   }
 }

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "Abandoned.h"
 #include "BatchLoop.h"
 #include "HeadsetReport.h"
 #include "Interrupt.h"
@@ -31,15 +32,16 @@ constexpr int kUsageFailure = 2;
 // that lost samples show; not a channel of the summary.
 constexpr const char* kSampleTime = "SND";
 
-// The montage channels' names and batch-read statistics.
-std::vector<ChannelRow> StreamChannels(QVT_Headset* headset, double seconds, ProgressDisplay& display,
-                                       Progress& progress) {
+// The montage channels' names and batch-read statistics, in rows, which keep
+// what was streamed when the link is lost (LinkLostError).
+void StreamChannels(QVT_Headset* headset, double seconds, ProgressDisplay& display, Progress& progress,
+                    std::vector<ChannelRow>& rows) {
   const std::vector<QVT_Channel*> channels = MontageChannels(headset);
   QVT_Headset_AddChannelToMontage_FromString(headset, kSampleTime, 0);
   QVT_Channel* sampleTime = QVT_Headset_GetChannelByIndex(headset, static_cast<unsigned>(channels.size()));
   ThrowIfFailed("cannot add the sample time to the montage");
   DiscardBufferedSamples(headset);
-  std::vector<ChannelRow> rows(channels.size());
+  rows.assign(channels.size(), ChannelRow{});
   for (std::size_t c = 0; c < channels.size(); ++c) rows[c].name = Copy(QVT_Channel_GetName(channels[c]));
   ThrowIfFailed("cannot read the channel names");
   SampleTimeline timeline(QVT_Headset_GetSamplingRate(headset));
@@ -58,7 +60,6 @@ std::vector<ChannelRow> StreamChannels(QVT_Headset* headset, double seconds, Pro
         return true;
       },
       display, progress);
-  return rows;
 }
 
 void PrintSummary(QVT_Headset* headset, const std::vector<ChannelRow>& rows, const Progress& progress) {
@@ -96,12 +97,22 @@ int Run(const Options& options) {
     std::fflush(stdout);
   }
   Progress progress;
-  std::vector<ChannelRow> rows =
-      StreamChannels(headset.get(), Interrupted() ? 0.0 : options.seconds, display, progress);
+  std::vector<ChannelRow> rows;
+  std::string lost;
+  try {
+    StreamChannels(headset.get(), Interrupted() ? 0.0 : options.seconds, display, progress, rows);
+  } catch (const LinkLostError& error) {
+    lost = error.what();  // the summary of what came first is still told
+  }
   for (auto& row : rows)
     if (const auto found = impedances.find(row.name); found != impedances.end())
       row.impedanceKOhm = found->second;
   PrintSummary(headset.get(), rows, progress);
+  if (!lost.empty()) {
+    // Taking down a headset that fell silent would hold the program for 20 s.
+    Abandon(headset);
+    throw RuntimeError(lost);
+  }
   return 0;
 }
 
@@ -119,13 +130,13 @@ int main(int argc, char** argv) {
       return 0;
     }
     InstallInterruptHandler();
-    return Run(options);
+    return ExitStatus(Run(options));
   } catch (const UsageError& error) {
     std::fprintf(stderr, "qvt-stream: %s (see --help)\n", error.what());
     return kUsageFailure;
   } catch (const std::exception& error) {
     std::fflush(stdout);
     std::fprintf(stderr, "qvt-stream: %s\n", error.what());
-    return kRuntimeFailure;
+    return ExitStatus(kRuntimeFailure);
   }
 }

@@ -4,6 +4,9 @@
 #   that drops packets, succeeds and ends with the channel table.
 #   MODE=narrow: at 600 Hz over a line too narrow for it, the blocks that do
 #   not fit are lost and reported as gaps, not delivered ever later.
+#   MODE=silent: a headset that falls silent ends the stream soon after the
+#   5 s wait for data, with the summary and status 1, instead of retrying a
+#   stop command for 20 s.
 #   MODE=garbage: SECONDS of streaming from a headset that mixes blocks of
 #   random packets into its data succeed, and samples keep arriving.
 if(MODE STREQUAL "connection_failure")
@@ -32,6 +35,18 @@ elseif(MODE STREQUAL "narrow")
     RESULT_VARIABLE status OUTPUT_VARIABLE out ERROR_VARIABLE err TIMEOUT 120)
   if(NOT status EQUAL 0 OR NOT out MATCHES "\n[0-9]+ samples in [0-9.]+ s[^\n]* [1-9][0-9]* lost in")
     message(FATAL_ERROR "exit status ${status}, expected samples lost in gaps:\n${out}")
+  endif()
+elseif(MODE STREQUAL "silent")
+  string(TIMESTAMP begun "%s" UTC)
+  execute_process(COMMAND ${EMULATOR} --silent-after 5 -- ${STREAM} --seconds 60
+    RESULT_VARIABLE status OUTPUT_VARIABLE out ERROR_VARIABLE err TIMEOUT 120)
+  string(TIMESTAMP ended "%s" UTC)
+  math(EXPR seconds "${ended} - ${begun}")
+  # Connecting and data for 5 s, 5 s of silence and room for a busy
+  # machine; retrying the stop command took 20 s more.
+  if(NOT status EQUAL 1 OR NOT err MATCHES "no data from the headset" OR NOT out MATCHES "samples in"
+     OR seconds GREATER 16)
+    message(FATAL_ERROR "status ${status} after ${seconds} s\nstdout:\n${out}\nstderr:\n${err}")
   endif()
 elseif(MODE STREQUAL "garbage")
   execute_process(COMMAND ${EMULATOR} --garbage 0.2 --seed 7 -- ${STREAM} --seconds ${SECONDS}
