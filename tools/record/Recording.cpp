@@ -13,7 +13,7 @@ std::string TriggerText(double value) {
 }  // namespace
 
 Recording::Recording(std::vector<Signal> recorded, double samplingRate, int samplesPerRecord, int trigger,
-                     RecordSink& destination, int annotationSlots)
+                     RecordSink& destination, int annotationSlots, unsigned delay)
     : signals(std::move(recorded)),
       rate(samplingRate),
       recordSamples(samplesPerRecord),
@@ -21,12 +21,32 @@ Recording::Recording(std::vector<Signal> recorded, double samplingRate, int samp
       sink(destination),
       slots(annotationSlots),
       record(signals.size() * static_cast<std::size_t>(samplesPerRecord)),
-      last(signals.size(), 0) {}
+      last(signals.size(), 0),
+      triggerDelay(trigger >= 0 ? delay : 0),
+      triggerLine(triggerDelay) {}
+
+void Recording::Settle(std::int64_t upTo) {
+  while (!held.empty() && static_cast<std::int64_t>(settled) < upTo) {
+    HeldSample& sample = held.front();
+    if (triggerSignal >= 0) {
+      const double trigger = sample.placed ? sample.trigger : lastTrigger;
+      if (trigger != lastTrigger && trigger != 0.0) {
+        Note(static_cast<double>(settled) / rate, -1.0, TriggerText(trigger));
+        ++triggers;
+      }
+      lastTrigger = trigger;
+      sample.digital[static_cast<std::size_t>(triggerSignal)] =
+          signals[static_cast<std::size_t>(triggerSignal)].ToDigital(trigger);
+    }
+    Put(sample.digital);
+    held.pop_front();
+    ++settled;
+  }
+}
 
 void Recording::Put(const std::vector<int>& digital) {
   for (std::size_t s = 0; s < signals.size(); ++s)
     record[s * static_cast<std::size_t>(recordSamples) + static_cast<std::size_t>(inRecord)] = digital[s];
-  ++samples;
   if (++inRecord == recordSamples) {
     sink.WriteRecord(record);
     inRecord = 0;
@@ -58,22 +78,30 @@ void Recording::NoteGaps() {
 
 void Recording::Add(const std::vector<double>& values) {
   for (std::size_t s = 0; s < signals.size(); ++s) last[s] = signals[s].ToDigital(values[s]);
-  if (triggerSignal >= 0) {
-    const double trigger = values[static_cast<std::size_t>(triggerSignal)];
-    if (trigger != lastTrigger && trigger != 0.0) {
-      Note(Seconds(), -1.0, TriggerText(trigger));
-      ++triggers;
+  held.push_back({last});
+  const auto position = static_cast<std::int64_t>(samples++);
+  if (triggerSignal < 0) {
+    Settle(position + 1);
+  } else {
+    const std::int64_t home = triggerLine.Place(position);
+    if (home >= static_cast<std::int64_t>(settled)) {
+      HeldSample& owner = held[static_cast<std::size_t>(home - static_cast<std::int64_t>(settled))];
+      owner.trigger = values[static_cast<std::size_t>(triggerSignal)];
+      owner.placed = true;
     }
-    lastTrigger = trigger;
+    Settle(triggerLine.Settled());
   }
-  Put(last);
   if (waiting.count > 0 && RoomForGap()) NoteGaps();
 }
 
 void Recording::Fill(std::uint64_t n, const std::string& why) {
   if (n == 0) return;
+  Settle(static_cast<std::int64_t>(samples));
+  triggerLine = Tools::TriggerTimeline(triggerDelay);
   Note(Seconds(), static_cast<double>(n) / rate, why);
-  for (std::uint64_t i = 0; i < n; ++i) Put(last);
+  for (std::uint64_t i = 0; i < n; ++i) held.push_back({last});
+  samples += n;
+  Settle(static_cast<std::int64_t>(samples));
   filled += n;
 }
 
@@ -84,8 +112,10 @@ void Recording::Lose(std::uint64_t n) {
   ++waiting.count;
   lost += n;
   ++gaps;
-  for (std::uint64_t i = 0; i < n; ++i) Put(last);
+  for (std::uint64_t i = 0; i < n; ++i) held.push_back({last});
+  samples += n;
   filled += n;
+  if (triggerDelay == 0) Settle(static_cast<std::int64_t>(samples));
   waiting.end = Seconds();
   if (RoomForGap()) NoteGaps();
 }
@@ -95,6 +125,7 @@ void Recording::Annotate(const std::string& text) { Note(Seconds(), -1.0, text);
 void Recording::AnnotateAt(double seconds, const std::string& text) { Note(seconds, -1.0, text); }
 
 void Recording::Finish() {
+  Settle(static_cast<std::int64_t>(samples));
   if (waiting.count > 0) NoteGaps();
   // At least one record, and enough of them for every annotation: EDFlib
   // drops annotations that do not fit and leaves a file without records
@@ -110,6 +141,8 @@ void Recording::Finish() {
   Note(Seconds(), static_cast<double>(padding) / rate,
        "BAD end: " + std::to_string(padding) + " samples padded");
   for (std::uint64_t i = 0; i < padding; ++i) Put(last);
+  samples += padding;
+  settled += padding;
 }
 
 }  // namespace QVT::Record

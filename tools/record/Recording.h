@@ -1,14 +1,18 @@
 // Samples become data records and events become annotations, on a time line
 // that stays true: sample k of the file lies k / rate after its start, so
 // samples that never arrived are filled in (flat, the last values) and
-// marked as bad.
+// marked as bad. Trigger values are put back on their true samples
+// (TriggerTimeline): samples are held back until no later value can land
+// on them.
 #pragma once
 
 #include <cstdint>
+#include <deque>
 #include <string>
 #include <vector>
 
 #include "Signal.h"
+#include "TriggerTimeline.h"
 
 namespace QVT::Record {
 
@@ -24,14 +28,19 @@ class Recording {
  public:
   // triggerSignal: the index of the trigger signal, or negative for none.
   // annotationSlots: the annotations every data record has room for.
+  // triggerDelay: the samples the library delays the trigger by.
   Recording(std::vector<Signal> signals, double rate, int recordSamples, int triggerSignal, RecordSink& sink,
-            int annotationSlots);
+            int annotationSlots, unsigned triggerDelay = 0);
 
-  // One sample, a value per signal. A trigger value that changes to
-  // anything but 0 is annotated "TRG <value>" at this sample.
+  // One sample, a value per signal. A trigger value is written where it
+  // belongs; one that changes to anything but 0 is annotated "TRG <value>"
+  // there. A sample whose own value was lost holds the one before it, so a
+  // pulse whose first samples were lost begins at the first one after.
   void Add(const std::vector<double>& values);
-  // n samples that never arrived, filled with the last values and annotated
-  // with `why` over their span.
+  // n samples that never arrived because the link was lost, filled with
+  // the last values and annotated with `why` over their span. What is held
+  // back is settled as it stands: the next connection's trigger line starts
+  // afresh.
   void Fill(std::uint64_t n, const std::string& why);
   // n samples lost on the way, filled and annotated "BAD gap: n samples
   // lost". While annotations outrun the room the file has for them,
@@ -59,6 +68,8 @@ class Recording {
   std::uint64_t AnnotationsBeyondRoom() const;
 
  private:
+  // Writes the samples held back before position `upTo`.
+  void Settle(std::int64_t upTo);
   void Put(const std::vector<int>& digital);
   void Note(double onset, double duration, std::string text);
   bool RoomForGap() const;
@@ -75,7 +86,18 @@ class Recording {
   int inRecord = 0;
   std::vector<int> last;  // the latest sample, digital
   double lastTrigger = 0.0;
-  std::uint64_t samples = 0;
+  std::uint64_t samples = 0;  // taken, held back or not
+  unsigned triggerDelay;
+  Tools::TriggerTimeline triggerLine;
+  // The samples from position `settled` on, not yet written, with the
+  // trigger value that belongs to each when one has been placed there.
+  struct HeldSample {
+    std::vector<int> digital;
+    double trigger = 0.0;
+    bool placed = false;
+  };
+  std::deque<HeldSample> held;
+  std::uint64_t settled = 0;
   std::uint64_t filled = 0;
   unsigned triggers = 0;
   std::uint64_t lost = 0;

@@ -25,6 +25,7 @@
 #include "RecordWriter.h"
 #include "Recording.h"
 #include "SampleTimeline.h"
+#include "TriggerTimeline.h"
 #include "qvt/qvt.h"
 
 namespace {
@@ -148,7 +149,10 @@ void Session::OpenFile(const std::vector<ElectrodeImpedance>& impedances) {
   writer = std::make_unique<RecordWriter>(options.file, signals, recordSamples, recordSeconds, slots,
                                           options.slowDiskSeconds);
   sink = std::make_unique<FileSink>(*writer);
-  recording = std::make_unique<Recording>(signals, rate, recordSamples, trigger, *sink, slots);
+  const int filterMode = QVT_Headset_GetFilterMode(headset.get());
+  ThrowIfFailed("cannot read the filter mode");
+  recording = std::make_unique<Recording>(signals, rate, recordSamples, trigger, *sink, slots,
+                                          TriggerTimeline::LibraryDelay(rate, filterMode));
   // A second Ctrl-C may come while the library waits on a silent headset:
   // the file is then closed with the records it has.
   SetLastAction([this] {

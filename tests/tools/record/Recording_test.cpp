@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <deque>
+#include <set>
 #include <tuple>
 
 #include "Signal.h"
@@ -103,6 +105,45 @@ TEST(Recording, GapsShareAnnotationsRatherThanOutrunTheFilesRoom) {
   EXPECT_EQ(lost, 40u);
   EXPECT_LE(sink.annotations.size(), sink.records.size() * 2);
   EXPECT_EQ(recording.AnnotationsBeyondRoom(), 0u);
+}
+
+// The library delays the trigger through a line that advances once per
+// sample received; the file must show each pulse where it was sent.
+TEST(Recording, PutsTriggersBackOnTheirTrueSamplesAcrossGaps) {
+  constexpr unsigned kDelay = 2;
+  // Pulses sent at samples 5-7 (3) and 12-14 (9); without losses they show
+  // kDelay later.
+  const auto sent = [](int p) { return p >= 5 && p <= 7 ? 3.0 : p >= 12 && p <= 14 ? 9.0 : 0.0; };
+  const std::vector<std::pair<std::set<int>, std::vector<int>>> cases = {
+      // samples lost, trigger onsets in the file
+      {{}, {7, 14}},
+      {{9, 10}, {7, 14}},      // a gap between the pulses delays nothing
+      {{12, 13}, {7, 16}},     // the pulse's first samples lost: the first after
+      {{5, 6, 7}, {14}},       // a pulse lost whole is gone
+      {{3, 4, 10, 11}, {7, 14}},
+  };
+  for (const auto& [lost, onsets] : cases) {
+    Collected sink;
+    const Signal counts = CountSignal("x", "");
+    Recording recording({counts, counts}, 10.0, 4, 1, sink, 8, kDelay);
+    std::deque<double> line(kDelay, 0.0);
+    std::uint64_t gap = 0;
+    for (int p = 0; p < 20; ++p) {
+      if (lost.count(p) != 0) {
+        ++gap;
+        continue;
+      }
+      recording.Lose(std::exchange(gap, 0));
+      line.push_back(sent(p));
+      recording.Add({static_cast<double>(p), line.front()});
+      line.pop_front();
+    }
+    recording.Finish();
+    std::vector<int> found;
+    for (const auto& annotation : sink.annotations)
+      if (annotation.text.rfind("TRG", 0) == 0) found.push_back(static_cast<int>(std::lround(annotation.onset * 10)));
+    EXPECT_EQ(found, onsets) << "lost " << lost.size() << " from " << (lost.empty() ? -1 : *lost.begin());
+  }
 }
 
 }  // namespace

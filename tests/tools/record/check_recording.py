@@ -3,7 +3,8 @@
 usage: check_recording.py MODE EMULATOR RECORDER
   plain   10 s at 300 and at 600 Hz: samples, names, one trigger annotation
           per pulse on the trigger channel's onset, and the quick look
-  drops   --drop 0.01: the gaps add up to exactly what the emulator dropped
+  drops   --drop 0.01: the gaps add up to exactly what the emulator dropped,
+          and every trigger onset is where a fault-free recording has it
   outage  --outage 3:2: a gap; --outage 3:6 --reconnect: data before and after
           one BAD link lost
   ending  SIGTERM, a full disk and a slow disk each leave a readable file
@@ -109,6 +110,26 @@ def drops():
     check(lost > 20 and lost in windows, f"{lost} samples lost in the file, emulator dropped {windows[:5]}...")
     gaps = len(described(raw, "BAD gap"))
     check(f"lost {lost} in {gaps} gaps" in run.stdout, "the summary does not count the lost samples", run)
+
+    # Each onset where the fault-free recording of the same seed has it, or,
+    # when the pulse's first samples were lost, at the first sample after
+    # them; the library shows the trigger 16 samples late.
+    clean = read(record("clean.bdf", ["--seed", "5", "--rate", "600"])[0])
+    bad = np.zeros(raw.n_times + 1, bool)
+    for a in described(raw, "BAD gap"):
+        bad[round(a["onset"] * 600):round((a["onset"] + a["duration"]) * 600)] = True
+    fp1, clean_fp1 = raw.get_data(picks=["Fp1"])[0], clean.get_data(picks=["Fp1"])[0]
+    kept = np.flatnonzero(~bad[:raw.n_times])[:100]
+    shift = next(d for d in range(-600, 600) if np.array_equal(fp1[kept], clean_fp1[np.clip(kept + d, 0, None)]))
+    found = sorted(round(a["onset"] * 600) for a in described(raw, "TRG "))
+    expected = []
+    for onset in (round(a["onset"] * 600) - shift for a in described(clean, "TRG ")):
+        first = onset
+        while first - 16 >= 0 and bad[first - 16] and first < onset + 12:
+            first += 1
+        if 16 <= onset < raw.n_times - 16 and first < onset + 12:
+            expected.append(first)
+    check([f for f in found if 16 <= f < raw.n_times - 16] == expected, f"trigger onsets {found}, expected {expected}")
 
 
 def outage():
