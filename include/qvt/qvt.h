@@ -1,6 +1,17 @@
 /*
  * qvt: host-side driver of a multi-channel EEG headset. C interface.
  *
+ * Names
+ *   The exported names, their arguments and the meaning of their results are
+ *   fixed for compatibility: clients and language bindings look them up by
+ *   name. What is added later comes as new functions.
+ *
+ * Units
+ *   Signals are in microvolts (µV) for EEG sources and channels made of them;
+ *   trigger sources read 0 or 1 (or the trigger byte), accelerometer sources
+ *   raw counts. Impedances are in kilohms (kOhm), times and durations in
+ *   seconds, rates in samples per second (Hz), battery readings in percent.
+ *
  * Objects
  *   A client holds headsets (QVT_Headset_New, QVT_Headset_Delete). Everything
  *   else it is handed (channels, sources, processing stages) belongs to its
@@ -19,6 +30,11 @@
  *   called or a later failure replaces it. To test one call, clear the error
  *   first and look at QVT_Error afterwards. The text itself is a string of
  *   the ring below: read or copy it before 31 more strings are handed out.
+ *   QVT_Headset_GetAlarmRecord, QVT_Headset_GetLinkState,
+ *   QVT_Headset_ReadChannels, the bounded waits and QVT_Headset_WakeWaiters
+ *   fail in the same way on anything else that goes wrong inside them (such
+ *   as memory running out): "internal error: " and what went wrong. The
+ *   other functions let such failures pass on as C++ exceptions.
  *
  * Strings
  *   Every string this interface returns, error messages included, lives in a
@@ -36,11 +52,14 @@
  *   the acquisition thread, the link watchdog), at times on two at once.
  *
  *   While background acquisition runs, any thread of the client may wait for
- *   and read data (QVT_Headset_WaitForBatch, QVT_Headset_WaitForSamples, the
- *   buffered and overflowed sample counts, the reading functions of
- *   QVT_Channel_* and QVT_ProcessingStage_Read), ask for reported values and
- *   texts (the QVT_Headset_Get* functions that do not return objects), look
- *   at and clear alarms, call QVT_Headset_IsConnected, send commands (the
+ *   and read data (QVT_Headset_WaitForBatch, QVT_Headset_WaitForSamples,
+ *   their bounded forms, QVT_Headset_ReadChannels, the buffered and
+ *   overflowed sample counts, the reading functions of QVT_Channel_* and
+ *   QVT_ProcessingStage_Read), wake waiting threads
+ *   (QVT_Headset_WakeWaiters), ask for reported values and texts (the
+ *   QVT_Headset_Get* functions that do not return objects, the link state
+ *   among them), look at and clear alarms, call QVT_Headset_IsConnected,
+ *   send commands (the
  *   Start, Stop and query functions, QVT_Headset_ChangeLEDs,
  *   QVT_Headset_SendBatteryQuery, QVT_Headset_ConfigureADC,
  *   QVT_Headset_SetAccelerometerRate), set the verbosity, the message
@@ -69,8 +88,9 @@
  *   everything listed above, with two groups of exceptions, which fail at
  *   once with an error beginning "Cannot" instead of waiting for ever for
  *   the thread that is busy running the callback:
- *   - sending a command, QVT_Headset_WaitForBatch, QVT_Headset_WaitForSamples,
- *     QVT_Headset_Idle and QVT_Headset_Receive, whenever the callback runs
+ *   - sending a command, QVT_Headset_WaitForBatch, QVT_Headset_WaitForSamples
+ *     (and their bounded forms), QVT_Headset_Idle and QVT_Headset_Receive,
+ *     whenever the callback runs
  *     while the headset reads its link or exchanges a command (sample and
  *     stage callbacks always do, message callbacks mostly), and the two
  *     waits also on the headset's own threads;
@@ -80,6 +100,10 @@
  *     on one of its threads.
  *   QVT_Headset_IsConnected answers inside such a callback without sending
  *   an echo: the link is busy delivering, which is answer enough.
+ *
+ *   One thread at a time waits for a batch: a second one waits until the
+ *   first has its batch (or, in the bounded form, until its own limit or a
+ *   wake-up).
  *
  *   The last error, the error callback and the string ring are shared by the
  *   whole process. Calls from several threads at once do not corrupt them,
@@ -128,11 +152,13 @@ extern "C" {
 typedef int (*QVT_MessageCallback)(const char* message, int level);
 
 /* Called once per sample, after every processing stage, with the headset,
- * the sample's time in seconds and the client data given with it. */
+ * the sample's time stamp in seconds on the headset's clock and the client
+ * data given with it. */
 typedef void (*QVT_SampleCallback)(QVT_Headset* headset, double sampleTime, void* clientData);
 
 /* A processing stage's work, called once per sample with the headset, the
- * sample's time in seconds and the stage itself (a QVT_ProcessingStage*). */
+ * sample's time stamp in seconds on the headset's clock and the stage
+ * itself (a QVT_ProcessingStage*). */
 typedef void (*QVT_ProcessingStageFunction)(QVT_Headset* headset, double sampleTime, void* stage);
 
 /* ---- global functions ------------------------------------------------------ */
@@ -209,11 +235,12 @@ QVT_API void QVT_Headset_Connect(QVT_Headset* headset, const char* port);
  * after an echo to the headset (which may take seconds). 0 otherwise. */
 QVT_API int QVT_Headset_IsConnected(QVT_Headset* headset);
 
-/* After this many seconds without data the link is checked, and reported
- * lost when it does not answer; 0 turns the watchdog off. */
+/* After this many seconds without data the link is checked with an echo,
+ * and reported lost when it does not answer; 0 turns the watchdog off. */
 QVT_API void QVT_Headset_SetWatchdogInterval(QVT_Headset* headset, double seconds);
 
-/* Seconds since the link was opened; 0.0 on failure. */
+/* Seconds since the link was opened; 0.0 on failure. Batch time stamps,
+ * alarm times and link-state times count on this clock. */
 QVT_API double QVT_Headset_SecondsSinceConnection(QVT_Headset* headset);
 
 /* The serial device's name. String ring. */
@@ -395,6 +422,55 @@ QVT_API double QVT_Headset_WaitForBatch(QVT_Headset* headset);
  * wait once the link has been reported lost. */
 QVT_API unsigned long QVT_Headset_WaitForSamples(QVT_Headset* headset, unsigned long n);
 
+/* How the bounded waits below end. */
+#define QVT_WAIT_READY 1   /* what was waited for is there */
+#define QVT_WAIT_TIMEOUT 2 /* the time limit ran out first */
+#define QVT_WAIT_WOKEN 3   /* QVT_Headset_WakeWaiters was called meanwhile */
+
+/* QVT_Headset_WaitForBatch within timeoutSeconds (no limit when negative;
+ * NaN is refused). QVT_WAIT_READY with the batch's time stamp (seconds since
+ * the link opened) in *batchTime (batchTime may be NULL): read the batch
+ * now, as after QVT_Headset_WaitForBatch. QVT_WAIT_TIMEOUT or
+ * QVT_WAIT_WOKEN when no batch was released; the next call takes the same
+ * batch up again, so a client calls it in a loop and looks at its own
+ * flags in between. The first batch after QVT_Headset_ConfigureBatch waits
+ * until the buffers hold the batch, a cushion and the target delay, and
+ * gives the rest of the samples up: no priming of its own is needed.
+ * 0 on failure: what QVT_Headset_WaitForBatch refuses, and a lost link
+ * (a real link silent for 5 s, without a watchdog, is asked for an echo).
+ * Without background acquisition the limit may be overrun by one read of
+ * the link (up to 0.5 s on a silent link). */
+QVT_API int QVT_Headset_WaitForBatchTimeout(QVT_Headset* headset, double timeoutSeconds, double* batchTime);
+
+/* QVT_Headset_WaitForSamples within timeoutSeconds, as above: one of
+ * QVT_WAIT_*, or 0 on failure. *buffered (buffered may be NULL) is set to
+ * the number of samples buffered when it returns (not on failure). */
+QVT_API int QVT_Headset_WaitForSamplesTimeout(QVT_Headset* headset, unsigned long n, double timeoutSeconds,
+                                              unsigned long* buffered);
+
+/* Every thread waiting in QVT_Headset_WaitForBatchTimeout or
+ * QVT_Headset_WaitForSamplesTimeout of this headset returns QVT_WAIT_WOKEN
+ * (within 10 ms, or one read of the link without background acquisition).
+ * From any thread, callbacks included. Waits that begin later are not
+ * affected. */
+QVT_API void QVT_Headset_WakeWaiters(QVT_Headset* headset);
+
+/* Takes the same number of unread samples, min(maxSamples, the fewest unread
+ * over the channels), from each of count channels into out, channel-major:
+ * sample k of channels[c] goes to out[c * maxSamples + k], in µV (or the
+ * unit a stage writes). channels NULL with count 0: every montage channel in
+ * order. The channels may be montage channels or processing-stage outputs
+ * of this headset, each once; anything else is refused. out is the
+ * caller's, count * maxSamples doubles. *firstIndex (firstIndex may be NULL)
+ * is set to the running index of the first sample taken: the samples
+ * written to the first channel's buffer before it since the buffer was
+ * made (a montage change or QVT_Headset_ReallocateBuffers starts again at
+ * 0). Returns the samples taken per channel; 0 when none are buffered (no
+ * error) or on failure (nothing taken). One lock and pass per channel;
+ * safe while background acquisition runs. */
+QVT_API size_t QVT_Headset_ReadChannels(QVT_Headset* headset, QVT_Channel* const* channels, unsigned count,
+                                        double* out, size_t maxSamples, unsigned long long* firstIndex);
+
 /* ---- headsets: processing cascade -------------------------------------------- */
 
 /* Appends a stage named name (unique, case and blanks ignored) that reads
@@ -430,13 +506,48 @@ QVT_API unsigned QVT_Headset_GetNumberOfAlarms(QVT_Headset* headset);
 /* Empties the alarm queue. */
 QVT_API void QVT_Headset_ClearAlarms(QVT_Headset* headset);
 
+/* One queued alarm as data. The caller owns it; QVT_Headset_GetAlarmRecord
+ * fills it. */
+typedef struct QVT_AlarmRecord {
+  int code;           /* species * 256 + alarm number, as QVT_Headset_GetAlarm */
+  int parameterCount; /* 0..63 */
+  int parameters[63]; /* the packet's parameters, in order; 0 beyond the count */
+  double time;        /* seconds since the link opened, when the alarm arrived */
+  char name[48];      /* e.g. "LowBattery" */
+  char text[256];     /* the message, without prefix or time stamp (cut to fit,
+                         NUL-terminated) */
+} QVT_AlarmRecord;
+
+/* Copies the oldest queued alarm into *record, taking it off the queue when
+ * remove is non-zero. 1 when the queue held an alarm; 0 when it is empty
+ * (no error) or on failure (a NULL record among them). The same queue as
+ * QVT_Headset_GetAlarm, QVT_Headset_GetNumberOfAlarms and
+ * QVT_Headset_ClearAlarms: taking from one takes from the other. The text is
+ * there whatever the verbosity. Safe from any thread and from callbacks. */
+QVT_API int QVT_Headset_GetAlarmRecord(QVT_Headset* headset, QVT_AlarmRecord* record, int remove);
+
+/* The states of a headset's link. */
+#define QVT_LINK_CLOSED 1    /* no link is open */
+#define QVT_LINK_CONNECTED 2 /* open, the headset not streaming */
+#define QVT_LINK_STREAMING 3 /* open, the headset streaming data */
+#define QVT_LINK_LOST                                 \
+  4 /* judged dead: a command went unanswered, or the \
+       watchdog's or a wait's echo did */
+
+/* The link's state as last learned, without sending anything (no echo);
+ * one of QVT_LINK_*, 0 on failure. *sinceSeconds (sinceSeconds may be NULL)
+ * is set to the seconds since the link opened at which that state began,
+ * 0.0 for QVT_LINK_CLOSED. Safe from any thread and from callbacks. */
+QVT_API int QVT_Headset_GetLinkState(QVT_Headset* headset, double* sinceSeconds);
+
 /* 1 once the headset has reported its wireless connection, else 0. */
 QVT_API int QVT_Headset_IsBlueToothInitialized(QVT_Headset* headset);
 
-/* Battery reading 1 or 2 (-1.0 until known); 0.0 for any other which. */
+/* Battery reading 1 or 2 in percent (-1.0 until known); 0.0 for any other
+ * which. */
 QVT_API double QVT_Headset_GetBatteryLevel(QVT_Headset* headset, int which);
 
-/* Both battery readings, "[ r1, r2 ]". String ring. */
+/* Both battery readings in percent, "[ r1, r2 ]". String ring. */
 QVT_API const char* QVT_Headset_GetBatteryLevelString(QVT_Headset* headset);
 
 /* Identity texts ("???" until known). String ring. */
@@ -451,6 +562,7 @@ QVT_API const char* QVT_Headset_GetInfoString(QVT_Headset* headset);
 /* Reported values; -1 (or -1.0) until known, 0 on failure. */
 QVT_API int QVT_Headset_GetSensorCount(QVT_Headset* headset);
 QVT_API int QVT_Headset_GetSerialNumber(QVT_Headset* headset);
+/* Samples per second (Hz) of the signals and of the accelerometer. */
 QVT_API double QVT_Headset_GetSamplingRate(QVT_Headset* headset);
 QVT_API double QVT_Headset_GetAccelerometerRate(QVT_Headset* headset);
 QVT_API int QVT_Headset_GetFilterMode(QVT_Headset* headset);
@@ -459,8 +571,8 @@ QVT_API int QVT_Headset_GetDataAcquisitionMode(QVT_Headset* headset);
 QVT_API int QVT_Headset_GetImpedanceDriverMode(QVT_Headset* headset);
 QVT_API int QVT_Headset_GetAnalogResetMode(QVT_Headset* headset);
 
-/* Mean common-mode impedance of the referential EEG electrodes in use; 0.0
- * when there are none. */
+/* Mean common-mode impedance in kOhm of the referential EEG electrodes in
+ * use; 0.0 when there are none. */
 QVT_API double QVT_Headset_GetImpedanceCMF(QVT_Headset* headset);
 
 /* ---- processing stages --------------------------------------------------------- */
@@ -485,7 +597,8 @@ QVT_API void* QVT_ProcessingStage_ParamData(QVT_ProcessingStage* stage);
 QVT_API unsigned QVT_ProcessingStage_GetNumberOfChannels(QVT_ProcessingStage* stage);
 
 /* Output channel channelIndex of stage, samplesBack samples before its
- * newest value (0.0 beyond its unread values). */
+ * newest value (0.0 beyond its unread values), in the unit the stage
+ * writes. */
 QVT_API double QVT_ProcessingStage_Read(QVT_ProcessingStage* stage, unsigned channelIndex,
                                         unsigned long samplesBack);
 
@@ -500,11 +613,13 @@ QVT_API QVT_Channel* QVT_ProcessingStage_AddChannel(QVT_ProcessingStage* stage, 
 
 /* ---- channels ------------------------------------------------------------------- */
 
-/* The value samplesBack samples before the newest, while still unread (0.0
- * beyond); an error when samplesBack reaches the buffer's capacity. */
+/* The value (µV for EEG channels) samplesBack samples before the newest,
+ * while still unread (0.0 beyond); an error when samplesBack reaches the
+ * buffer's capacity. */
 QVT_API double QVT_Channel_LookBack(QVT_Channel* channel, unsigned long samplesBack);
 
-/* Takes the oldest unread sample; an error when none is left. */
+/* Takes the oldest unread sample (µV for EEG channels); an error when none
+ * is left. For many samples of many channels, QVT_Headset_ReadChannels. */
 QVT_API double QVT_Channel_ReadBuffered(QVT_Channel* channel);
 
 QVT_API unsigned long QVT_Channel_GetNumberOfBufferedSamples(QVT_Channel* channel);
@@ -522,10 +637,11 @@ QVT_API const char* QVT_Channel_GetName(QVT_Channel* channel);
 /* The channel's full formula, such as "Fz-A1/2-A2/2". String ring. */
 QVT_API const char* QVT_Channel_GetString(QVT_Channel* channel);
 
-/* The newest unread sample (0.0 when none). */
+/* The newest unread sample, µV for EEG channels (0.0 when none). */
 QVT_API double QVT_Channel_GetSignal(QVT_Channel* channel);
 
-/* The channel's weighted sum over its sources' current values. */
+/* The channel's weighted sum over its sources' current values (µV for EEG
+ * sources). */
 QVT_API double QVT_Channel_CalculateRawSignal(QVT_Channel* channel);
 
 /* 1 when every source is a referential EEG electrode, else 0. */
@@ -550,8 +666,9 @@ QVT_API void QVT_Source_SetName(QVT_Source* source, const char* name);
 /* String ring. */
 QVT_API const char* QVT_Source_GetName(QVT_Source* source);
 
-/* The latest scaled value, its gain, the latest impedance estimates (-1.0
- * when not measured) and DC offset; 0.0 on failure. */
+/* The latest scaled value (µV for EEG sources), its gain, the latest
+ * impedance estimates in kOhm (-1.0 when not measured) and the DC offset
+ * (the signal's mean over the averaging time); 0.0 on failure. */
 QVT_API double QVT_Source_GetSignal(QVT_Source* source);
 QVT_API double QVT_Source_GetGain(QVT_Source* source);
 QVT_API double QVT_Source_GetImpedanceEEG(QVT_Source* source);

@@ -24,3 +24,17 @@ void QVT_HandleError(const std::string& message) {
   const QVT_MessageCallback handler = gQVTErrorHandler.load();
   if (handler != nullptr) handler(message.c_str(), 1);
 }
+
+namespace QVT::api {
+
+std::string InternalErrorText(const std::exception_ptr& error) {
+  try {
+    std::rethrow_exception(error);
+  } catch (const std::exception& e) {
+    return std::string("internal error: ") + e.what();
+  } catch (...) {
+    return "internal error: unknown exception";
+  }
+}
+
+}  // namespace QVT::api

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <atomic>
+#include <exception>
 #include <string>
 #include <utility>
 
@@ -38,27 +39,52 @@ inline constexpr const char* kChannel = "Channel";
 inline constexpr const char* kSource = "Source";
 inline constexpr const char* kStage = "ProcessingStage";
 
-// Runs body; a thrown string (a DataStreamError included) is recorded and the
-// failure value returned instead. Other exceptions pass through untouched.
-template <typename Result, typename Body>
-Result Guarded(Result failure, Body&& body) {
+// What the frame does with an exception that is not one of the library's
+// own strings. The functions that were always there let it pass to the
+// caller; the later ones catch it as a last resort, so that no failure
+// ends the client's process.
+enum class Foreign { PassThrough, Catch };
+
+// "internal error: <what()>", or "internal error: unknown exception".
+std::string InternalErrorText(const std::exception_ptr& error);
+
+// The one catch ladder. Runs body; a thrown string (a DataStreamError
+// included) is recorded and the failure value returned instead; other
+// exceptions as foreign says.
+template <Foreign foreign, typename Result, typename Body>
+Result GuardedBy(Result failure, Body&& body) {
   try {
     return std::forward<Body>(body)();
   } catch (const std::string& error) {
     const std::string message(error);
     QVT_HandleError(message);
-    return failure;
+  } catch (...) {
+    if constexpr (foreign == Foreign::PassThrough) {
+      throw;
+    } else {
+      QVT_HandleError(InternalErrorText(std::current_exception()));
+    }
   }
+  return failure;
 }
 
-template <typename Body>
+template <typename Result, typename Body>
+Result Guarded(Result failure, Body&& body) {
+  return GuardedBy<Foreign::PassThrough>(failure, std::forward<Body>(body));
+}
+
+// For the later functions: nothing at all escapes.
+template <typename Result, typename Body>
+Result GuardedAll(Result failure, Body&& body) {
+  return GuardedBy<Foreign::Catch>(failure, std::forward<Body>(body));
+}
+
+template <Foreign foreign = Foreign::PassThrough, typename Body>
 void GuardedVoid(Body&& body) {
-  try {
+  GuardedBy<foreign>(0, [&body] {
     std::forward<Body>(body)();
-  } catch (const std::string& error) {
-    const std::string message(error);
-    QVT_HandleError(message);
-  }
+    return 0;
+  });
 }
 
 // For string results: the body's std::string leaves through the ring.

@@ -12,10 +12,12 @@
 #include <atomic>
 #include <cstdint>
 #include <deque>
+#include <limits>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <set>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -25,6 +27,7 @@
 #include "model/Source.h"
 #include "model/SourceID.h"
 #include "protocol/Command.h"
+#include "protocol/QueuedAlarm.h"
 #include "protocol/WireRecords.h"
 #include "serial/SerialConnection.h"
 #include "util/CallbackSlot.h"
@@ -74,6 +77,22 @@ class Headset {
   // closes an open device.
   void StopStreamingAndClose();
 
+  // ---- link state (src/core/HeadsetLinkState.cpp) -----------------------------
+  enum class LinkState { Closed = 1, Connected = 2, Streaming = 3, Lost = 4 };
+  // The link's state as last learned, without sending anything; since is the
+  // link's elapsed seconds at which that state began (0.0 while closed).
+  LinkState CurrentLinkState(double& since) const;
+  // Sets linkLost and records when; true when the link was not lost before,
+  // so that the caller reports the loss once.
+  bool MarkLinkLost();
+  // The link answered: not lost, and connected again from now if it was.
+  void MarkLinkAnswering();
+  // A link just opened: not lost, and every state begins at its time 0.
+  void MarkLinkOpened();
+  // Stores the data acquisition mode the headset reported, and when
+  // streaming began or ended.
+  void SetDataAcquisitionMode(int mode);
+
   // Attaches the headset's own simulated input queue in place of a device,
   // so that bytes given to FeedFakeData are read as if they came from the
   // link. Used by tests, fuzzers and benchmarks.
@@ -86,10 +105,9 @@ class Headset {
     return messageCallback.IsSet() && verbosity.load(std::memory_order_relaxed) >= level;
   }
   // Delivers RelativeTimeStamp(-1) + ":  " + text at level when deliverable.
-  // A non-negative alarmCode marks a headset alarm: the text is prefixed with
-  // "QVT headset issued alarm: " and the code is queued even when the
-  // message is not delivered.
-  void IssueMessage(const std::string& text, int level, int alarmCode = -1);
+  // A headset alarm: the text is prefixed with "QVT headset issued alarm: "
+  // and the alarm is queued even when the message is not delivered.
+  void IssueMessage(const std::string& text, int level, const QueuedAlarm* alarm = nullptr);
 
   // ---- reports (src/core/HeadsetReports.cpp) ----------------------------------
   // Seconds since the link opened (t < 0 means now), "%6.3f"; "---" before.
@@ -105,6 +123,9 @@ class Headset {
   // none is queued. The queue has a lock of its own, never held while a
   // callback runs, so these may be called from anywhere, callbacks included.
   int GetAlarm(bool remove);
+  // The oldest queued alarm into alarm (taken off the queue when remove);
+  // false, with alarm untouched, when none is queued.
+  bool TakeAlarm(QueuedAlarm& alarm, bool remove);
   std::size_t NumberOfAlarms();
   void ClearAlarms();
   // Reported texts and readings, copied under the report lock.
@@ -216,6 +237,37 @@ class Headset {
   double WaitForBatch();
   // Returns once at least n samples wait in every delivery channel.
   void WaitForSamples(unsigned long n);
+
+  // How a bounded wait ended.
+  enum class WaitOutcome { Ready = 1, TimedOut = 2, Woken = 3 };
+  // When a wait gives up: a deadline on the precision clock (infinity for
+  // none) and, for a wait that WakeWaiters ends, the wake count at its start.
+  // A bounded wait also checks a link that has gone silent with an echo,
+  // unless the watchdog does so already.
+  struct WaitLimit {
+    double deadline = std::numeric_limits<double>::infinity();
+    bool wakeable = false;
+    bool checksSilence = false;
+    std::uint64_t wakeCount = 0;
+  };
+  // A wakeable wait of timeoutSeconds, without limit when negative; NaN is
+  // refused.
+  WaitLimit BoundedWait(double timeoutSeconds) const;
+  // The two waits above, ending early as limit says (nothing of the batch is
+  // spent then: the next call takes it up again). timestamp is set when
+  // Ready.
+  WaitOutcome WaitForBatch(const WaitLimit& limit, double& timestamp);
+  WaitOutcome WaitForSamples(unsigned long n, const WaitLimit& limit);
+  // True, with why, when the wait is to end now.
+  bool WaitEnded(const WaitLimit& limit, WaitOutcome& why) const;
+  // Sleeps for seconds, or less when the wait's deadline comes first.
+  void PauseWithin(const WaitLimit& limit, double seconds) const;
+  // For a wait that checks silence: a real link without a watchdog that has
+  // carried nothing for a while is asked for an echo, which marks it lost
+  // when unanswered.
+  void CheckSilentLink(const WaitLimit& limit);
+  // Every wakeable wait under way returns Woken. From any thread.
+  void WakeWaiters() { wakeCount.fetch_add(1); }
   // The fewest unread samples, and the most lost ones, over the delivery
   // channels (the last stage's outputs, else the montage); 0 without any.
   unsigned long Buffered() const;
@@ -233,6 +285,15 @@ class Headset {
   void ReallocateStageBuffers(ProcessingStage* stage, double seconds);
   // The channels batches are read from.
   std::vector<Channel*> DeliveryChannels() const;
+  // Takes the same number of unread samples, min(maxSamples, the fewest
+  // unread over the channels), from each channel into out, channel-major:
+  // channel c's at out + c * maxSamples. No channels means every montage
+  // channel. Channels must be the montage's or a stage's of this headset,
+  // each once. *firstIndex (when not null) is the running index of the first
+  // channel's first sample taken. Returns the number taken per channel.
+  // (src/core/HeadsetChannelReads.cpp)
+  std::size_t ReadChannels(std::span<Channel* const> channels, double* out, std::size_t maxSamples,
+                           std::uint64_t* firstIndex);
   // True while a background acquisition thread reads the link; the waits
   // then only sleep and look at the buffers instead of reading blocks.
   // Defined with the threads (HeadsetThreads.cpp).
@@ -377,6 +438,10 @@ class Headset {
   OwnedMutex readLock{"Cannot read the headset's link from inside a callback of a block being read."};
   std::atomic<bool> linkLost{false};
   std::atomic<double> lastDataTime{0.0};
+  // Link seconds at which the link was judged lost, and at which it last
+  // began or stopped streaming or answered again after a loss.
+  std::atomic<double> linkLostTime{0.0};
+  std::atomic<double> linkStateTime{0.0};
 
   // Block reading. The buffer has room behind the longest block so that a
   // packet whose length byte reaches past the block is still read in bounds.
@@ -427,7 +492,7 @@ class Headset {
   double batteryLevel2 = -1.0;
   std::atomic<bool> connectionCreated{false};
   std::mutex alarmLock;
-  std::deque<std::int32_t> alarmQueue;
+  std::deque<QueuedAlarm> alarmQueue;
 
   // ---- state: sources, naming, montage, cascade (src/model/) ----
   // The sources in calibration slot order, then the host-made ones; their
@@ -498,6 +563,12 @@ class Headset {
   double integratedError = 0.0;
   // Seconds the pacing clock is off the nominal sample clock since the rebase.
   double driftCorrection = 0.0;
+
+  // ---- state: waits (src/core/) ----
+  // One wait for a batch at a time: the controller's state is its own.
+  OwnedMutex batchLock{"Cannot wait for a batch from inside a callback of a wait for a batch."};
+  // Grows with every WakeWaiters.
+  std::atomic<std::uint64_t> wakeCount{0};
 
   // ---- state: lifecycle and threads (src/core/) ----
   // Seconds of silence before the watchdog verifies the link; 0 or less

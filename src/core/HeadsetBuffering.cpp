@@ -86,7 +86,9 @@ unsigned long Headset::BufferOverflow() const {
   return most;
 }
 
-void Headset::WaitForSamples(unsigned long n) {
+void Headset::WaitForSamples(unsigned long n) { WaitForSamples(n, WaitLimit{}); }
+
+Headset::WaitOutcome Headset::WaitForSamples(unsigned long n, const WaitLimit& limit) {
   // The samples waited for would have to come from this very thread.
   RefuseInsideLinkWork("wait for samples");
   // More than the smallest delivery buffer holds would never be buffered.
@@ -97,13 +99,17 @@ void Headset::WaitForSamples(unsigned long n) {
   if (n > room)
     throw "cannot wait for " + std::to_string(n) + " samples: the buffers hold at most " +
         std::to_string(room);
+  WaitOutcome why = WaitOutcome::Ready;
   while (Buffered() < n) {
     // A lost link sends nothing until the client connects again: the wait
     // would never end.
     if (linkLost.load()) throw std::string("QVT link lost: cannot wait for samples");
-    Sleep(kPollInterval);
+    if (WaitEnded(limit, why)) return why;
+    CheckSilentLink(limit);
+    PauseWithin(limit, kPollInterval);
     if (!BackgroundAcquisitionRunning()) TryToReadBlock();
   }
+  return WaitOutcome::Ready;
 }
 
 void Headset::WasteSamples(unsigned long n) {
@@ -117,7 +123,22 @@ void Headset::WasteSamples(unsigned long n) {
 }
 
 double Headset::WaitForBatch() {
+  double timestamp = 0.0;
+  WaitForBatch(WaitLimit{}, timestamp);
+  return timestamp;
+}
+
+Headset::WaitOutcome Headset::WaitForBatch(const WaitLimit& limit, double& timestamp) {
   RefuseInsideLinkWork("wait for a batch");
+  // Another thread's wait for a batch is waited out, as boundedly as the
+  // batch itself.
+  std::unique_lock<OwnedMutex> controller(batchLock, std::defer_lock);
+  WaitOutcome why = WaitOutcome::Ready;
+  while (!controller.try_lock()) {
+    if (WaitEnded(limit, why)) return why;
+    PauseWithin(limit, kPollInterval);
+  }
+
   const double fs = samplingRate;
   const unsigned long size = batchSize;
   const unsigned long target = Buffering::SamplesIn(fs, targetDelay);
@@ -126,22 +147,26 @@ double Headset::WaitForBatch() {
     return static_cast<double>(batches) * batchSeconds;
   };
   bool reset = false;
-  double timestamp = 0.0;
 
   if (batchIndex == 0) {
     // Prime: exactly a batch, a small cushion and the target wait.
     const unsigned long primed = Buffering::SaturatingAdd(size + 4, target);
-    WaitForSamples(primed);
+    why = WaitForSamples(primed, limit);
+    if (why != WaitOutcome::Ready) return why;
     WasteSamples(primed);
     Sleep(kSettleDelay);
     RebaseBufferingController(fs, true);
     timestamp = serial.Elapsed();
     reset = true;
   } else {
-    driftCorrection += static_cast<double>(size) / estimatedSampleRate - static_cast<double>(size) / fs;
-    const double release = rebaseTime + batchDuration(batchIndex - rebaseBatchIndex) + driftCorrection;
+    // Kept aside until the batch is released: a wait that ends early leaves
+    // the controller as it found it.
+    const double drift =
+        driftCorrection + static_cast<double>(size) / estimatedSampleRate - static_cast<double>(size) / fs;
+    const double release = rebaseTime + batchDuration(batchIndex - rebaseBatchIndex) + drift;
     const unsigned long overfull = Buffering::SaturatingAdd(3 * size, target);
     while (PrecisionTime() < release) {
+      if (WaitEnded(limit, why)) return why;
       const unsigned long buffered = Buffered();
       if (buffered > overfull) {
         RebaseBufferingController(fs, true);
@@ -161,7 +186,7 @@ double Headset::WaitForBatch() {
         // thread sleeps, so once no more reads are due the rest of the wait
         // is one sleep: the buffers cannot change meanwhile.
         const bool nothingToDo = !background && now >= release - kReadMargin;
-        Sleep(nothingToDo ? release - kReleaseMargin - now : kPollInterval);
+        PauseWithin(limit, nothingToDo ? release - kReleaseMargin - now : kPollInterval);
       } else {
         // Within the margin one sleep of microsecond resolution to the due
         // time, instead of spinning through it.
@@ -173,14 +198,16 @@ double Headset::WaitForBatch() {
 
     if (Buffered() < size) {
       if (WouldIssue(2)) IssueMessage("Real-time violation - refilling buffer and resetting controller", 2);
-      WaitForSamples(size);
+      why = WaitForSamples(size, limit);
+      if (why != WaitOutcome::Ready) return why;
       RebaseBufferingController(fs, true);
       timestamp = serial.Elapsed();
       Sleep(kSettleDelay);
       reset = true;
     }
+    // A reset has restarted the pacing clock, drift and all.
+    if (!reset) driftCorrection = drift;
   }
-
   // Seconds that will remain after this batch is taken.
   const double delay = (static_cast<double>(Buffered()) - static_cast<double>(size)) / fs;
   smoothedDelay = batchIndex != 0 ? smoothing * smoothedDelay + (1.0 - smoothing) * delay : delay;
@@ -211,7 +238,7 @@ double Headset::WaitForBatch() {
   }
 
   ++batchIndex;
-  return timestamp;
+  return WaitOutcome::Ready;
 }
 
 // The sums restart from 0 although the slots keep their old values, and

@@ -84,7 +84,7 @@ void Headset::Init() {
   expectedBlockNumber = expectedSequenceNumber = -1;
   resynchronizationNeeded = false;
   pendingCommand = nullptr;
-  linkLost = false;
+  MarkLinkOpened();
 }
 
 void Headset::CleanUp() {
@@ -139,7 +139,7 @@ void Headset::Connect(const std::string& requestedPort, bool initialize) {
   }
   serial.Open(port + ":baud=921600 data=8 parity=N stop=1 dtr=on rts=on");
   if (WouldIssue(2)) IssueMessage("Connected to " + port, 2);
-  linkLost = false;
+  MarkLinkOpened();
   lastDataTime = serial.Elapsed();
   if (watchdogInterval > 0.0) dataWatchdog.Start();
   if (initialize) Initialize();

@@ -2,10 +2,10 @@
 
 namespace QVT {
 
-void Headset::IssueMessage(const std::string& text, int level, int alarmCode) {
-  if (alarmCode >= 0) {
+void Headset::IssueMessage(const std::string& text, int level, const QueuedAlarm* alarm) {
+  if (alarm != nullptr) {
     std::lock_guard<std::mutex> lock(alarmLock);
-    alarmQueue.push_back(alarmCode);
+    alarmQueue.push_back(*alarm);
     if (alarmQueue.size() > kAlarmQueueLimit) alarmQueue.pop_front();
   }
   if (verbosity.load(std::memory_order_relaxed) < level) return;
@@ -13,7 +13,7 @@ void Headset::IssueMessage(const std::string& text, int level, int alarmCode) {
   // meanwhile cannot make this call through a null pointer.
   messageCallback.Deliver([&](const CallbackSlot<MessageCallback>::Pair& callback) {
     std::string message = RelativeTimeStamp(-1.0) + ":  ";
-    if (alarmCode >= 0) message += "QVT headset issued alarm: ";
+    if (alarm != nullptr) message += "QVT headset issued alarm: ";
     message += text;
     callback.function(message.c_str(), level);
   });

@@ -119,11 +119,16 @@ std::string Headset::InfoString() const {
 // Any thread that reads blocks may be queueing alarms; the queue's own lock
 // is held only around the queue itself.
 int Headset::GetAlarm(bool remove) {
+  QueuedAlarm alarm;
+  return TakeAlarm(alarm, remove) ? alarm.code : 0;
+}
+
+bool Headset::TakeAlarm(QueuedAlarm& alarm, bool remove) {
   std::lock_guard<std::mutex> lock(alarmLock);
-  if (alarmQueue.empty()) return 0;
-  const int code = alarmQueue.front();
+  if (alarmQueue.empty()) return false;
+  alarm = alarmQueue.front();
   if (remove) alarmQueue.pop_front();
-  return code;
+  return true;
 }
 
 std::size_t Headset::NumberOfAlarms() {

@@ -43,6 +43,7 @@ void RingBuffer::Clear() {
   readIndex.store(0);
   count.store(0);
   overflow.store(0);
+  written.store(0);
   writing.store(false);
   reading.store(false);
 }
@@ -100,6 +101,7 @@ void RingBuffer::Store(double v) {
   if (IsFinite(v)) s += v;
   sum.store(s, std::memory_order_relaxed);
 
+  written.store(written.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
   const std::uint64_t unread = count.load(std::memory_order_relaxed);
   if (unread >= capacity) {
     overflow.store(overflow.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
@@ -128,6 +130,24 @@ double RingBuffer::Read() {
   count.store(unread - 1, std::memory_order_relaxed);
   reading.store(false, std::memory_order_release);
   return v;
+}
+
+std::size_t RingBuffer::ReadInto(double* out, std::size_t n, std::uint64_t* firstIndex) {
+  if (capacity == 0 || !data) throw std::string("cannot read from unallocated buffer");
+  LockAsReader();
+  const std::uint64_t unread = count.load(std::memory_order_relaxed);
+  const std::size_t taken = n < unread ? n : static_cast<std::size_t>(unread);
+  if (firstIndex != nullptr) *firstIndex = written.load(std::memory_order_relaxed) - unread;
+  std::uint64_t index = readIndex.load(std::memory_order_relaxed);
+  for (std::size_t k = 0; k < taken; ++k) {
+    out[k] = LoadSlot(data[index]);
+    index = index + 1 == capacity ? 0 : index + 1;
+  }
+  // As in Read: the indices move before the lock is released.
+  readIndex.store(index, std::memory_order_relaxed);
+  count.store(unread - taken, std::memory_order_relaxed);
+  reading.store(false, std::memory_order_release);
+  return taken;
 }
 
 double RingBuffer::LookBack(unsigned long n) const {

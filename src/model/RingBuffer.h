@@ -4,6 +4,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 
@@ -38,6 +39,12 @@ class RingBuffer {
   // The oldest unread value; throws when there is none.
   double Read();
 
+  // Takes up to n of the oldest unread values into out, under one lock;
+  // the number taken. *firstIndex (when not null) becomes the running index
+  // of the first value taken: the values written before it since the buffer
+  // was allocated.
+  std::size_t ReadInto(double* out, std::size_t n, std::uint64_t* firstIndex);
+
   // The value written n writes before the latest, read or not; 0.0 when
   // unallocated.
   double LookBack(unsigned long n) const;
@@ -49,6 +56,8 @@ class RingBuffer {
   std::uint64_t Overflow() const { return overflow.load(std::memory_order_relaxed); }
   std::uint64_t WriteIndex() const { return writeIndex.load(std::memory_order_relaxed); }
   std::uint64_t ReadIndex() const { return readIndex.load(std::memory_order_relaxed); }
+  // Values written since the buffer was allocated.
+  std::uint64_t Written() const { return written.load(std::memory_order_relaxed); }
 
  private:
   void LockAsWriter();
@@ -65,6 +74,7 @@ class RingBuffer {
   std::atomic<std::uint64_t> readIndex{0};
   std::atomic<std::uint64_t> count{0};
   std::atomic<std::uint64_t> overflow{0};
+  std::atomic<std::uint64_t> written{0};
   std::atomic<bool> writing{false};
   std::atomic<bool> reading{false};
   std::atomic<std::int32_t> turn{0};

@@ -5,6 +5,7 @@
 #include "core/Headset.h"
 #include "protocol/Alarms.h"
 #include "protocol/Codes.h"
+#include "protocol/QueuedAlarm.h"
 
 namespace QVT {
 namespace {
@@ -32,7 +33,7 @@ int AlarmLevel(int code) {
 
 }  // namespace
 
-void Headset::ProcessAlarm(AlarmPacketStruct& packet, double /*blockTime*/, double /*packetTime*/) {
+void Headset::ProcessAlarm(AlarmPacketStruct& packet, double /*blockTime*/, double packetTime) {
   const std::size_t length = packet.header.length;
   if (length < kAlarmHeaderLength) {
     if (WouldIssue(2)) IssueMessage("malformed alarm packet", 2);
@@ -60,15 +61,15 @@ void Headset::ProcessAlarm(AlarmPacketStruct& packet, double /*blockTime*/, doub
 
   // Only parameters inside the packet are read; absent ones count as 0, as
   // they print.
-  auto parameter = [&](int i) -> double {
-    if (i >= count) return 0.0;
-    const std::uint8_t* p = packet.parameters + i * width;
-    return width == 2 ? ReadU16LE(p) : *p;
-  };
+  QueuedAlarm alarm;
+  alarm.code = code;
+  alarm.SetParameters(packet.parameters, count, width);
+  alarm.time = serial.Elapsed();
+  alarm.headsetTime = packetTime;
   if (code == kBatteryLevel) {
     std::lock_guard<std::mutex> lock(reportLock);
-    batteryLevel1 = parameter(0);
-    batteryLevel2 = parameter(1);
+    batteryLevel1 = alarm.Parameter(0);
+    batteryLevel2 = alarm.Parameter(1);
     batteryClock = blockClock;
   } else if (code >= kFirstCommandIgnored && code <= kLastCommandIgnored) {
     // The headset ignored the last command: a waiting Send resends at once
@@ -78,11 +79,9 @@ void Headset::ProcessAlarm(AlarmPacketStruct& packet, double /*blockTime*/, doub
     connectionCreated = true;
   }
 
-  // The code is queued even when nobody hears the message.
+  // The alarm is queued even when nobody hears the message.
   const int level = AlarmLevel(code);
-  std::string text;
-  if (WouldIssue(level)) text = FormatAlarmMessage(AlarmMessage(code), packet.parameters, count, width);
-  IssueMessage(text, level, code);
+  IssueMessage(WouldIssue(level) ? alarm.Text() : std::string(), level, &alarm);
 }
 
 }  // namespace QVT

@@ -196,11 +196,10 @@ bool Headset::VerifyConnection() {
   command.Init(Dest::Master, Family::Echo, "Hi", 2);
   try {
     Send(command, 2.0, 1, 3.0);
-    linkLost.store(false);
+    MarkLinkAnswering();
     return true;
   } catch (...) {
-    if (!linkLost.exchange(true) && WouldIssue(1))
-      IssueMessage("QVT link lost: VerifyConnection echo failed", 1);
+    if (MarkLinkLost() && WouldIssue(1)) IssueMessage("QVT link lost: VerifyConnection echo failed", 1);
     return false;
   }
 }

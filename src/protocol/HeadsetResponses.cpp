@@ -160,7 +160,7 @@ void Headset::ProcessResponse(ResponsePacketStruct& packet, double /*blockTime*/
       break;
 
     case CommandFamily::DataAcquisitionMode:
-      dataAcquisitionMode = payload[0];
+      SetDataAcquisitionMode(payload[0]);
       filterMode = payload[1];
       samplingRate = ReadU16LE(payload + 2);
       if (filterMode == 0) {

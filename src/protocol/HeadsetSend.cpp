@@ -90,7 +90,7 @@ bool Headset::Send(Command& command, double timeout, int attempts, double writeL
                                 : serial.Send(wire.data(), length);
     }
     if (result < 0) {
-      const bool wasLost = linkLost.exchange(true);
+      const bool wasLost = !MarkLinkLost();
       if (writeLimit > 0.0) {
         if (!wasLost && WouldIssue(1))
           IssueMessage(
@@ -102,7 +102,7 @@ bool Headset::Send(Command& command, double timeout, int attempts, double writeL
       throw "Write to serial port failed with errno " + std::to_string(-result);
     }
     if (static_cast<std::size_t>(result) != length) {
-      if (!linkLost.exchange(true) && WouldIssue(1))
+      if (MarkLinkLost() && WouldIssue(1))
         IssueMessage("QVT link lost: incomplete write (sent " + std::to_string(result) + " of " +
                          std::to_string(length) + " bytes -- SetCommTimeouts likely fired)",
                      1);
@@ -135,8 +135,7 @@ bool Headset::Send(Command& command, double timeout, int attempts, double writeL
     std::memcpy(wire.data(), command.Bytes(), std::min(length, Command::kMaxSize));
   }
 
-  if (!linkLost.exchange(true) && WouldIssue(1))
-    IssueMessage("QVT link lost: command failed too many times", 1);
+  if (MarkLinkLost() && WouldIssue(1)) IssueMessage("QVT link lost: command failed too many times", 1);
   throw std::string("Command failed too many times.");
 }
 

@@ -25,6 +25,14 @@ class OwnedMutex {
     owner_.store(std::this_thread::get_id(), std::memory_order_relaxed);
   }
 
+  // False when another thread holds it; throws like lock for the holder.
+  bool try_lock() {
+    if (HeldByThisThread()) throw reentry_;
+    if (!mutex_.try_lock()) return false;
+    owner_.store(std::this_thread::get_id(), std::memory_order_relaxed);
+    return true;
+  }
+
   void unlock() {
     owner_.store(std::thread::id(), std::memory_order_relaxed);
     mutex_.unlock();

@@ -62,6 +62,22 @@ static int Families(void) {
   failures += QVT_Source_GetGain(NULL) != 0.0;
   failures += strcmp(QVT_ClearError(), "NULL Source pointer") != 0;
   failures += callbackCalls != 2;
+
+  {
+    QVT_AlarmRecord record;
+    double samples[4];
+    unsigned long long first = 0;
+    QVT_Channel* list[1];
+    list[0] = channel;
+    failures += QVT_Headset_GetLinkState(headset, NULL) != QVT_LINK_CLOSED;
+    failures += QVT_Headset_GetAlarmRecord(headset, &record, 1) != 0;
+    QVT_ProcessingStage_Write(stage, 0, 1.5);
+    failures += QVT_Headset_ReadChannels(headset, list, 1, samples, 4, &first) != 1;
+    failures += samples[0] != 1.5 || first != 1;
+    failures += QVT_Headset_WaitForSamplesTimeout(headset, 1, 0.0, NULL) != QVT_WAIT_TIMEOUT;
+    QVT_Headset_WakeWaiters(headset);
+    failures += QVT_Error() != NULL;
+  }
   QVT_Headset_Delete(headset);
   return failures;
 }

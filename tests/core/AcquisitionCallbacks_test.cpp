@@ -6,12 +6,15 @@
 
 #include <atomic>
 #include <chrono>
+#include <cmath>
 #include <functional>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "headset/HeadsetWire.h"
+#include "qvt/qvt.h"
 #include "support/TestHeadsets.h"
 #include "util/Timing.h"
 
@@ -76,6 +79,66 @@ TEST(AcquisitionCallbacks, CallsThatWouldWaitForThemselvesAreRefused) {
   for (std::size_t i = 0; i < gInside.size(); ++i)
     EXPECT_EQ(gInsideResults[i], gInside[i].expected) << gInside[i].what;
   EXPECT_TRUE(WaitUntil([&] { return h->acquisitionThread.Finished(); }, 2.0));
+}
+
+// The acquisition thread's sample callback wakes two client threads that
+// wait for more than will ever come.
+TEST(AcquisitionCallbacks, ASampleCallbackWakesTheWaitersOfOtherThreads) {
+  const auto h = MakeSimulatedHeadset();
+  std::vector<std::thread> waiters;
+  std::vector<int> outcomes(2, 0);
+  for (int i = 0; i < 2; ++i)
+    waiters.emplace_back([&, i] {
+      double stamp = 0.0;
+      outcomes[i] = i == 0 ? QVT_Headset_WaitForSamplesTimeout(h.get(), 2000, 30.0, nullptr)
+                           : QVT_Headset_WaitForBatchTimeout(h.get(), 30.0, &stamp);
+    });
+  Sleep(0.1);
+  h->sampleCallback.Set([](Headset* x, double, void*) { QVT_Headset_WakeWaiters(x); });
+  const std::string block = Wire::EncodeBlock(0, 0, {}, Wire::EncodeDataPacket(0, std::string(49, '\0')));
+  h->FeedFakeData(block.data(), block.size());
+  ASSERT_TRUE(h->StartBackgroundAcquisition());
+  for (std::thread& waiter : waiters) waiter.join();
+  EXPECT_EQ(outcomes, (std::vector<int>{QVT_WAIT_WOKEN, QVT_WAIT_WOKEN}));
+  h->StopBackgroundAcquisition();
+}
+
+// Bulk reads while the acquisition thread writes: every sample once, in
+// order, the same number from each channel.
+TEST(AcquisitionCallbacks, BulkReadsTakeEverySampleOnceWhileTheThreadWrites) {
+  const auto h = MakeSimulatedHeadset();
+  constexpr int kBlocks = 100, kPerBlock = 9;
+  for (int block = 0; block < kBlocks; ++block) {
+    std::string packets;
+    for (int i = 0; i < kPerBlock; ++i) {
+      // Fz (slot 4) counts the samples, so each value tells its index.
+      const int n = block * kPerBlock + i;
+      std::string body(49, '\0');
+      body.replace(1 + 2 * 4, 2, Wire::U16LE(static_cast<std::uint16_t>(n)));
+      packets += Wire::EncodeDataPacket(static_cast<std::uint8_t>(n), body);
+    }
+    const std::string bytes = Wire::EncodeBlock(static_cast<std::uint16_t>(block), 0, {}, packets);
+    h->FeedFakeData(bytes.data(), bytes.size());
+  }
+  const double gain = h->GetChannelByIndex(0)->sources[0]->gain;
+  ASSERT_TRUE(h->StartBackgroundAcquisition());
+  std::vector<double> out(2 * 64);
+  std::uint64_t taken = 0;
+  bool inOrder = true;
+  const double end = PrecisionTime() + 20.0;
+  while (taken < kBlocks * kPerBlock && PrecisionTime() < end) {
+    unsigned long long first = 0;
+    const std::size_t n = QVT_Headset_ReadChannels(h.get(), nullptr, 0, out.data(), 64, &first);
+    inOrder = inOrder && first == taken;
+    for (std::size_t k = 0; k < n; ++k)
+      inOrder = inOrder && std::lround(out[k] / gain) == static_cast<long>(taken + k);
+    taken += n;
+    if (n == 0) Sleep(0.001);
+  }
+  h->StopBackgroundAcquisition();
+  EXPECT_EQ(taken, static_cast<std::uint64_t>(kBlocks * kPerBlock));
+  EXPECT_TRUE(inOrder);
+  EXPECT_EQ(h->GetChannelByIndex(1)->buffer.Count(), 0u);
 }
 
 }  // namespace

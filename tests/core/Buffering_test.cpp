@@ -1,6 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "core/BufferingController.h"
 #include "headset/HeadsetWire.h"
@@ -168,4 +171,50 @@ TEST_F(HeadsetBuffering, WaitsEndOnceTheLinkIsLostUnlessTheSamplesAreThere) {
   h->WaitForSamples(2);
   EXPECT_EQ(ThrownMessage([&] { h->WaitForSamples(3); }), "QVT link lost: cannot wait for samples");
   EXPECT_EQ(ThrownMessage([&] { h->WaitForBatch(); }), "QVT link lost: cannot wait for samples");
+}
+
+// A wait that ends early leaves the batch to the next call: nothing is
+// discarded, counted or drifted.
+TEST_F(HeadsetBuffering, BoundedWaitsThatEndEarlySpendNothing) {
+  using Outcome = Headset::WaitOutcome;
+  double stamp = 0.0;
+  Write(10);
+  EXPECT_EQ(h->WaitForBatch(h->BoundedWait(0.0), stamp), Outcome::TimedOut);
+  EXPECT_EQ(h->batchIndex, 0u);
+  EXPECT_EQ(h->Buffered(), 10u);
+  Write(40);
+  EXPECT_EQ(h->WaitForBatch(h->BoundedWait(1.0), stamp), Outcome::Ready);
+  EXPECT_EQ(h->Buffered(), 37u);  // primed as ever: batch, cushion and target
+
+  TakeBatch();
+  h->estimatedSampleRate = 301.0;  // a drift that a spent batch would accumulate
+  EXPECT_EQ(h->WaitForBatch(h->BoundedWait(0.0), stamp), Outcome::TimedOut);
+  EXPECT_EQ(h->batchIndex, 1u);
+  EXPECT_EQ(h->driftCorrection, 0.0);
+  EXPECT_EQ(h->WaitForBatch(h->BoundedWait(1.0), stamp), Outcome::Ready);
+  EXPECT_EQ(h->batchIndex, 2u);
+  EXPECT_NE(h->driftCorrection, 0.0);
+  EXPECT_EQ(ThrownMessage([&] { h->BoundedWait(std::nan("")); }),
+            "a time limit must be a number of seconds, not nan");
+}
+
+// Every waiter, whichever wait it is in, returns once woken; one wait for a
+// batch waits out another's.
+TEST_F(HeadsetBuffering, WakeWaitersEndsEveryWaitUnderWay) {
+  using Outcome = Headset::WaitOutcome;
+  std::vector<Outcome> outcomes(3, Outcome::Ready);
+  std::vector<std::thread> waiters;
+  for (int i = 0; i < 3; ++i)
+    waiters.emplace_back([&, i] {
+      double stamp = 0.0;
+      outcomes[i] =
+          i == 0 ? h->WaitForSamples(30, h->BoundedWait(-1.0)) : h->WaitForBatch(h->BoundedWait(30.0), stamp);
+    });
+  Sleep(0.1);
+  const double woken = PrecisionTime();
+  h->WakeWaiters();
+  for (std::thread& waiter : waiters) waiter.join();
+  EXPECT_LT(PrecisionTime() - woken, 5.0);
+  EXPECT_EQ(outcomes, std::vector<Outcome>(3, Outcome::Woken));
+  EXPECT_EQ(h->batchIndex, 0u);
 }

@@ -10,6 +10,7 @@
 #include <new>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "support/TestHeadsets.h"
 
@@ -111,4 +112,52 @@ TEST(RingBuffer, WriterAndReaderThreadsAccountForEveryValue) {
 
   EXPECT_EQ(outOfOrder, 0);
   EXPECT_EQ(valuesRead + static_cast<long>(b.Overflow()) + static_cast<long>(b.Count()), kValues);
+}
+
+TEST(RingBuffer, ReadIntoTakesTheOldestAtOnceWithTheirRunningIndex) {
+  RingBuffer b;
+  double out[8] = {};
+  std::uint64_t first = 99;
+  EXPECT_EQ(ThrownMessage([&] { b.ReadInto(out, 1, &first); }), "cannot read from unallocated buffer");
+  b.Allocate(4);
+  WriteRange(b, 0, 5);  // 0 and 1 overwritten
+  EXPECT_EQ(b.ReadInto(out, 8, &first), 4u);
+  EXPECT_EQ(std::vector<double>(out, out + 4), (std::vector<double>{2, 3, 4, 5}));
+  EXPECT_EQ(first, 2u);
+  WriteRange(b, 6, 7);
+  EXPECT_EQ(b.ReadInto(out, 1, &first), 1u);
+  EXPECT_EQ(out[0], 6.0);
+  EXPECT_EQ(first, 6u);
+  EXPECT_EQ(b.Read(), 7.0);
+  EXPECT_EQ(b.ReadInto(out, 8, &first), 0u);
+  EXPECT_EQ(first, 8u);  // where the next value will be
+}
+
+// Against a writer that overflows the buffer now and then: every value taken
+// sits at its own running index, so nothing is torn, repeated or misplaced.
+TEST(RingBuffer, ReadIntoAgainstAWriterThreadKeepsValuesAtTheirIndex) {
+  constexpr int kValues = 200000;
+  RingBuffer b;
+  b.Allocate(256);
+  std::atomic<bool> writerDone{false};
+  long misplaced = 0;
+  std::uint64_t next = 0;
+  std::thread reader([&] {
+    double out[100];
+    for (;;) {
+      const bool done = writerDone.load();
+      std::uint64_t first = 0;
+      const std::size_t n = b.ReadInto(out, 100, &first);
+      if (first < next) ++misplaced;
+      for (std::size_t k = 0; k < n; ++k) misplaced += out[k] != static_cast<double>(first + k);
+      next = first + n;
+      if (n == 0 && done) break;
+      if (n == 0) std::this_thread::yield();
+    }
+  });
+  for (int v = 0; v < kValues; ++v) b.Write(v);
+  writerDone.store(true);
+  reader.join();
+  EXPECT_EQ(misplaced, 0);
+  EXPECT_EQ(next, static_cast<std::uint64_t>(kValues));
 }

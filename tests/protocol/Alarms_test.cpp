@@ -80,6 +80,11 @@ class AlarmProcessing : public RecordingHeadsetTest {
     if (!parameters.empty()) std::memcpy(packet.parameters, parameters.data(), parameters.size());
     headset.ProcessAlarm(packet, 0.0, 0.0);
   }
+  Codes QueuedCodes() const {
+    Codes codes;
+    for (const QVT::QueuedAlarm& alarm : headset.alarmQueue) codes.push_back(alarm.code);
+    return codes;
+  }
 };
 
 TEST_F(AlarmProcessing, MalformedPacketsChangeNothing) {
@@ -111,7 +116,13 @@ TEST_F(AlarmProcessing, IssuesTheFormattedTemplateWithTheCode) {
                 {"QVT headset issued alarm: Unable to execute command 0x0a with parameter 0x02, due to error "
                  "code 0xff",
                  2}}));
-  EXPECT_EQ(headset.alarmQueue, (Codes{529, 528, 1537, 522}));
+  EXPECT_EQ(QueuedCodes(), (Codes{529, 528, 1537, 522}));
+  // Queued as data: the parameters as sent, the text as the message has it.
+  const QVT::QueuedAlarm& last = headset.alarmQueue.back();
+  EXPECT_EQ(last.parameterCount, 3);
+  EXPECT_EQ(last.Parameter(2), 255);
+  EXPECT_EQ(last.Parameter(3), 0);
+  EXPECT_EQ(last.Text(), "Unable to execute command 0x0a with parameter 0x02, due to error code 0xff");
 }
 
 // Levels in u16 parameters, and their time, are followed by the lifecycle tests.
@@ -132,11 +143,11 @@ TEST_F(AlarmProcessing, AlarmsAreQueuedWhetherHeardOrNotAndCappedAtAThousand) {
   EXPECT_EQ(Recorded(), (Messages{{"QVT headset issued alarm: SD Card not detected", 2}}));
   headset.messageCallback.Set(nullptr);
   Process(kMaster, 36, 0);
-  EXPECT_EQ(headset.alarmQueue, (Codes{548, 513, 548}));
+  EXPECT_EQ(QueuedCodes(), (Codes{548, 513, 548}));
 
   for (int i = 0; i < 1000; ++i) Process(kSlave, static_cast<std::uint8_t>(i % 31 + 1), 0);
   ASSERT_EQ(headset.alarmQueue.size(), 1000u);
-  EXPECT_EQ(headset.alarmQueue.front(), 1537);  // the three earlier codes were dropped
+  EXPECT_EQ(headset.alarmQueue.front().code, 1537);  // the three earlier codes were dropped
 }
 
 TEST_F(AlarmProcessing, IgnoredCommandAlarmsLetThePendingCommandBeResent) {

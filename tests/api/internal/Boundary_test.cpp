@@ -3,12 +3,16 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
+#include <new>
 #include <stdexcept>
+#include <string>
 #include <vector>
 
 #include "util/DataStreamError.h"
 
 using QVT::api::Guarded;
+using QVT::api::GuardedAll;
 using QVT::api::GuardedString;
 using QVT::api::GuardedVoid;
 
@@ -63,4 +67,32 @@ TEST_F(Boundary, ForeignExceptionsPassThrough) {
   EXPECT_THROW(Guarded(0, []() -> int { throw std::runtime_error("not ours"); }), std::runtime_error);
   EXPECT_EQ(QVT_Error(), nullptr);
   EXPECT_TRUE(gCalls.empty());
+}
+
+// The later functions' last resort: whatever escapes the library becomes the
+// last error and the callback, and the failure value is returned.
+TEST_F(Boundary, LaterFunctionsTurnEveryExceptionIntoAnInternalError) {
+  const struct {
+    std::function<void()> raise;
+    const char* error;
+  } cases[] = {
+      {[] { throw std::bad_alloc(); }, "internal error: std::bad_alloc"},
+      {[] { std::vector<int>().at(3); }, "internal error: vector::_M_range_check"},
+      {[] { throw std::length_error("too long"); }, "internal error: too long"},
+      {[] { throw 42; }, "internal error: unknown exception"},
+      {[] { throw std::string("ours as ever"); }, "ours as ever"},
+  };
+  for (const auto& c : cases) {
+    gCalls.clear();
+    EXPECT_EQ(GuardedAll(-1,
+                         [&] {
+                           c.raise();
+                           return 7;
+                         }),
+              -1);
+    const std::string error = QVT_Error() != nullptr ? QVT_Error() : "";
+    EXPECT_EQ(error.substr(0, std::string(c.error).size()), c.error);
+    ASSERT_EQ(gCalls.size(), 1u);
+    EXPECT_EQ(gCalls[0], (std::pair<std::string, int>{error, 1}));
+  }
 }

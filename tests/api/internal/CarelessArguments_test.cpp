@@ -7,6 +7,7 @@
 
 #include <climits>
 #include <cmath>
+#include <cstdint>
 #include <functional>
 #include <limits>
 #include <string>
@@ -68,6 +69,8 @@ QVT_Headset* const h = nullptr;
 QVT_ProcessingStage* const p = nullptr;
 QVT_Channel* const c = nullptr;
 QVT_Source* const s = nullptr;
+QVT_AlarmRecord gRecord;
+double gSamples[4];
 
 TEST(CarelessArguments, EveryFunctionRefusesANullHandleByItsClass) {
   Refused(
@@ -115,7 +118,11 @@ TEST(CarelessArguments, EveryFunctionRefusesANullHandleByItsClass) {
       NULLED(QVT_Headset_AddProcessingStage(h, "stage", StageFunction, nullptr, p)),
       NULLED(QVT_Headset_ReallocateStageBuffers(h, p, 1.0)),
       NULLED(QVT_Headset_GetNumberOfProcessingStages(h)), NULLED(QVT_Headset_GetProcessingStageByIndex(h, 0)),
-      NULLED(QVT_Headset_GetProcessingStageByName(h, "stage")));
+      NULLED(QVT_Headset_GetProcessingStageByName(h, "stage")),
+      NULLED(QVT_Headset_GetAlarmRecord(h, &gRecord, 1)), NULLED(QVT_Headset_GetLinkState(h, nullptr)),
+      NULLED(QVT_Headset_ReadChannels(h, nullptr, 0, gSamples, 2, nullptr)),
+      NULLED(QVT_Headset_WaitForBatchTimeout(h, 1.0, nullptr)),
+      NULLED(QVT_Headset_WaitForSamplesTimeout(h, 1, 1.0, nullptr)), NULLED(QVT_Headset_WakeWaiters(h)));
   Refused("NULL ProcessingStage pointer", NULLED(QVT_ProcessingStage_GetChannelByIndex(p, 0)),
           NULLED(QVT_ProcessingStage_GetChannelByName(p, "x")), NULLED(QVT_ProcessingStage_ClearChannels(p)),
           NULLED(QVT_ProcessingStage_GetInput(p)), NULLED(QVT_ProcessingStage_GetName(p)),
@@ -196,6 +203,20 @@ TEST(CarelessArguments, GiveTheLibrarysOwnErrorOrADefinedResult) {
       {"battery -7 and 3",
        [&] { return QVT_Headset_GetBatteryLevel(x, -7) == 0.0 && QVT_Headset_GetBatteryLevel(x, 3) == 0.0; },
        ""},
+      {"NaN time limits",
+       [&] {
+         return QVT_Headset_WaitForBatchTimeout(x, kNaN, nullptr) == 0 &&
+                QVT_Headset_WaitForSamplesTimeout(x, 1, kNaN, nullptr) == 0;
+       },
+       "a time limit must be a number of seconds, not nan"},
+      {"more samples than fit, bounded",
+       [&] { return QVT_Headset_WaitForSamplesTimeout(x, ULONG_MAX, 1.0, nullptr) == 0; },
+       "cannot wait for 18446744073709551615 samples"},
+      {"null alarm record", [&] { return QVT_Headset_GetAlarmRecord(x, nullptr, 1) == 0; },
+       "NULL QVT_AlarmRecord pointer"},
+      {"more samples than an array holds",
+       [&] { return QVT_Headset_ReadChannels(x, nullptr, 0, gSamples, SIZE_MAX, nullptr) == 0u; },
+       "cannot read 18446744073709551615 samples of 2 channels into one array"},
       {"channel index beyond", [&] { return QVT_Headset_GetChannelByIndex(x, UINT_MAX) == nullptr; },
        "Channel index 4294967295 is out of range (2 channels available)"},
   });

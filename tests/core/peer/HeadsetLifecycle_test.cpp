@@ -18,6 +18,7 @@
 #include "headset/HeadsetPeer.h"
 #include "headset/PseudoTerminal.h"
 #include "support/MessageRecorder.h"
+#include "support/TestHeadsets.h"
 #include "util/Timing.h"
 
 namespace {
@@ -218,6 +219,33 @@ TEST_F(BareConnection, WatchdogReportsASilentLinkOnce) {
   ASSERT_EQ(seen.size(), 1u);
   EXPECT_EQ(seen[0].family, Family::Echo);
   EXPECT_EQ(seen[0].payload, "Hi");
+}
+
+// The state is what the traffic said; a bounded wait on a link gone silent,
+// without a watchdog, asks for an echo and ends with the link lost.
+TEST_F(BareConnection, LinkStateFollowsTheStreamAndASilentLinkEndsABoundedWait) {
+  const auto headset = Connected();
+  double since = -1.0;
+  EXPECT_EQ(headset->CurrentLinkState(since), Headset::LinkState::Connected);
+  EXPECT_EQ(since, 0.0);
+  ASSERT_TRUE(headset->StartDataAcquisition());
+  EXPECT_EQ(headset->CurrentLinkState(since), Headset::LinkState::Streaming);
+  const double streaming = since;
+  EXPECT_GT(streaming, 0.0);
+  ASSERT_TRUE(headset->StopDataAcquisition());
+  EXPECT_EQ(headset->CurrentLinkState(since), Headset::LinkState::Connected);
+  EXPECT_GE(since, streaming);
+  EXPECT_TRUE(MessageRecorder::All().empty());
+
+  peer.SetPolicy([](const WrittenCommand&) { return PeerReaction::Silence(); });
+  const std::size_t sent = peer.Commands().size();
+  EXPECT_EQ(ThrownMessage([&] { headset->WaitForSamples(1, headset->BoundedWait(-1.0)); }),
+            "QVT link lost: cannot wait for samples");
+  EXPECT_EQ(headset->CurrentLinkState(since), Headset::LinkState::Lost);
+  EXPECT_GE(since, 5.0);
+  ASSERT_EQ(peer.Commands().size(), sent + 1);
+  EXPECT_EQ(peer.Commands().back().payload, "Hi");
+  EXPECT_EQ(MessageRecorder::StartingWith("QVT link lost").size(), 1u);
 }
 
 namespace {
