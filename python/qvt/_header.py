@@ -23,6 +23,11 @@ C_TYPES = {
     "QVT_MessageCallback": "MESSAGE_CALLBACK",
     "QVT_SampleCallback": "SAMPLE_CALLBACK",
     "QVT_ProcessingStageFunction": "STAGE_FUNCTION",
+    "double*": "DOUBLE_POINTER",
+    "unsigned long*": "ULONG_POINTER",
+    "unsigned long long*": "ULONGLONG_POINTER",
+    "QVT_Channel* const*": "CHANNEL_ARRAY",
+    "QVT_AlarmRecord*": "ALARM_RECORD_POINTER",
 }
 
 _DECLARATION = re.compile(r"QVT_API\s+([^;]*?)\s*\b(\w+)\s*\(([^)]*)\)\s*;", re.S)

@@ -18,6 +18,20 @@ MESSAGE_CALLBACK = ctypes.CFUNCTYPE(ctypes.c_int, ctypes.c_char_p, ctypes.c_int)
 SAMPLE_CALLBACK = ctypes.CFUNCTYPE(None, ctypes.c_void_p, ctypes.c_double, ctypes.c_void_p)
 STAGE_FUNCTION = ctypes.CFUNCTYPE(None, ctypes.c_void_p, ctypes.c_double, ctypes.c_void_p)
 
+
+class AlarmRecord(ctypes.Structure):
+    """One queued alarm as the library hands it out."""
+
+    _fields_ = [
+        ("code", ctypes.c_int),
+        ("parameterCount", ctypes.c_int),
+        ("parameters", ctypes.c_int * 63),
+        ("time", ctypes.c_double),
+        ("name", ctypes.c_char * 48),
+        ("text", ctypes.c_char * 256),
+    ]
+
+
 _TYPES = {
     "None": None,
     "c_int": ctypes.c_int,
@@ -34,6 +48,11 @@ _TYPES = {
     "MESSAGE_CALLBACK": MESSAGE_CALLBACK,
     "SAMPLE_CALLBACK": SAMPLE_CALLBACK,
     "STAGE_FUNCTION": STAGE_FUNCTION,
+    "DOUBLE_POINTER": ctypes.POINTER(ctypes.c_double),
+    "ULONG_POINTER": ctypes.POINTER(ctypes.c_ulong),
+    "ULONGLONG_POINTER": ctypes.POINTER(ctypes.c_ulonglong),
+    "CHANNEL_ARRAY": ctypes.POINTER(ctypes.c_void_p),
+    "ALARM_RECORD_POINTER": ctypes.POINTER(AlarmRecord),
 }
 
 

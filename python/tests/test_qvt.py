@@ -21,7 +21,7 @@ def test_every_function_of_the_header_is_bound_with_its_types():
         expected = _header.render(header.read())
     with open(_prototypes.__file__, encoding="utf-8") as bound:
         assert bound.read() == expected, "regenerate with: python -m qvt._header include/qvt/qvt.h"
-    assert len(_prototypes.PROTOTYPES) == 125
+    assert len(_prototypes.PROTOTYPES) == 131
 
 
 @pytest.fixture(scope="module")
