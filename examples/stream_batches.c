@@ -1,6 +1,8 @@
 /* Connects to a headset, prints what it knows about itself, then streams five
  * seconds of data in batches on a background acquisition thread and prints
- * one line per batch.
+ * one line per batch. Each wait is bounded, so a headset that falls silent
+ * ends the program instead of hanging it, and each batch of every channel
+ * is taken in one call.
  *
  * Usage: stream_batches [PORT]
  * Without PORT the port named by the QVTSerialPort environment variable is
@@ -13,6 +15,8 @@
 
 #define STREAM_SECONDS 5.0
 #define BATCH_SECONDS 0.1
+/* A headset that streams sends a batch well within this. */
+#define SILENCE_SECONDS 2.0
 
 /* Reports and clears the last error; non-zero when there was one. */
 static int Failed(const char* what) {
@@ -33,10 +37,10 @@ static int Stream(QVT_Headset* headset) {
   const double rate = QVT_Headset_GetSamplingRate(headset);
   const unsigned channels = QVT_Headset_GetNumberOfChannels(headset);
   unsigned batchSize = (unsigned)(rate * BATCH_SECONDS + 0.5);
-  QVT_Channel** channel;
+  double* samples;
   char names[2][64];
   double start = 0.0;
-  unsigned batch, c, i;
+  unsigned batch, c;
   int failed = 0;
 
   if (Failed("reading the headset's settings")) return 1;
@@ -45,50 +49,53 @@ static int Stream(QVT_Headset* headset) {
     return 1;
   }
   if (batchSize == 0) batchSize = 1;
-  channel = malloc(channels * sizeof *channel);
-  if (channel == NULL) return 1;
-  for (c = 0; c < channels; ++c) channel[c] = QVT_Headset_GetChannelByIndex(headset, c);
   /* Names are copied: returned strings are only lent. */
   for (c = 0; c < 2; ++c) {
-    const char* name = QVT_Channel_GetName(channel[c < channels ? c : 0]);
+    const char* name = QVT_Channel_GetName(QVT_Headset_GetChannelByIndex(headset, c < channels ? c : 0));
     snprintf(names[c], sizeof names[c], "%s", name ? name : "?");
   }
   QVT_Headset_ConfigureBatch(headset, batchSize, 0.05);
-  if (Failed("configuring batches")) {
-    free(channel);
-    return 1;
-  }
+  if (Failed("configuring batches")) return 1;
+  /* One batch of every channel, channel after channel. */
+  samples = malloc((size_t)channels * batchSize * sizeof *samples);
+  if (samples == NULL) return 1;
 
   if (!QVT_Headset_StartBackgroundAcquisition(headset)) {
     Failed("starting background acquisition");
-    free(channel);
+    free(samples);
     return 1;
   }
   for (batch = 0;; ++batch) {
-    double latest[2] = {0.0, 0.0};
-    const double t = QVT_Headset_WaitForBatch(headset);
-    if (Failed("waiting for a batch")) {
+    double t = 0.0;
+    unsigned long long first = 0;
+    size_t taken;
+    const int waited = QVT_Headset_WaitForBatchTimeout(headset, SILENCE_SECONDS, &t);
+    if (waited == QVT_WAIT_TIMEOUT) {
+      fprintf(stderr, "stream_batches: no batch for %.1f s\n", SILENCE_SECONDS);
+      failed = 1;
+      break;
+    }
+    if (waited != QVT_WAIT_READY) {
+      Failed("waiting for a batch");
       failed = 1;
       break;
     }
     if (batch == 0) start = t;
     /* Every channel is drained, so that the buffers keep pace. */
-    for (i = 0; i < batchSize; ++i)
-      for (c = 0; c < channels; ++c) {
-        const double value = QVT_Channel_ReadBuffered(channel[c]);
-        if (c < 2) latest[c] = value;
-      }
+    taken = QVT_Headset_ReadChannels(headset, NULL, 0, samples, batchSize, &first);
     if (Failed("reading a batch")) {
       failed = 1;
       break;
     }
-    printf("batch %4u  t=%9.3f s  %u samples  %s=%+12.3f  %s=%+12.3f\n", batch, t, batchSize, names[0],
-           latest[0], names[1], channels > 1 ? latest[1] : latest[0]);
+    if (taken > 0)
+      printf("batch %4u  t=%9.3f s  samples %llu-%llu  %s=%+12.3f  %s=%+12.3f\n", batch, t, first,
+             first + taken - 1, names[0], samples[taken - 1], names[1],
+             samples[(channels > 1 ? batchSize : 0) + taken - 1]);
     if (t - start >= STREAM_SECONDS) break;
   }
   QVT_Headset_StopBackgroundAcquisition(headset);
   WaitForTheStreamToEnd(headset);
-  free(channel);
+  free(samples);
   return failed;
 }
 
