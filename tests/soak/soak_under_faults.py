@@ -7,7 +7,7 @@ usage: soak_under_faults.py EMULATOR RECORDER [MINUTES]
 Passes when, after two minutes, the recorder's memory grows by less than 1 MB
 beyond its annotations (EDFlib keeps them, about 64 bytes each, until the file
 closes) and its descriptors do not grow; nothing overflows; each spell longer
-than the 5 s the recorder waits for data costs one link loss and no shorter one
+than the 4.5 s the recorder waits for data costs one link loss and no shorter one
 any; and the samples marked lost cover every dropped or garbled packet, plus
 at most one more block per garbled one (the search for the next block's start).
 """
@@ -25,7 +25,7 @@ MINUTES = float(sys.argv[3]) if len(sys.argv) > 3 else 30.0
 SECONDS = MINUTES * 60
 WORK = tempfile.mkdtemp(prefix="qvt_soak_")
 # Long spells every ten minutes from the third, short ones (well under the
-# 5 s after which the recorder takes the link for lost) in between.
+# 4.5 s after which the recorder takes the link for lost) in between.
 LONG = [(start, 6.0) for start in range(180, int(SECONDS) - 60, 600)]
 SHORT = [(start, 0.4) for start in range(480, int(SECONDS) - 60, 600)]
 

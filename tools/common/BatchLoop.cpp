@@ -4,9 +4,10 @@
 #include <chrono>
 #include <cmath>
 #include <cstdint>
+#include <cstdio>
+#include <string>
 
 #include "Interrupt.h"
-#include "MessageLog.h"
 
 namespace QVT::Tools {
 
@@ -14,8 +15,18 @@ namespace {
 
 constexpr double kBatchSeconds = 0.1;
 constexpr double kTargetDelay = 0.05;
-// Without a sample for this long the headset is taken for gone.
-constexpr double kDataTimeout = 5.0;
+// Without a sample for this long the headset is taken for gone: a little
+// before the library, inside a wait, would ask a headset silent for 5 s for
+// an echo, which a link that comes back meanwhile may still fail.
+constexpr double kDataTimeout = 4.5;
+// The longest a wait for a batch goes on before the loop looks at its flags.
+constexpr double kWaitSlice = 0.1;
+
+std::string Seconds(double seconds) {
+  char text[32];
+  std::snprintf(text, sizeof text, "%g s", seconds);
+  return text;
+}
 
 double SecondsSince(std::chrono::steady_clock::time_point start) {
   return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
@@ -69,10 +80,6 @@ void RunBatches(QVT_Headset* headset, double seconds, const std::function<bool(u
   try {
     BackgroundAcquisition acquisition(headset);
     const auto start = std::chrono::steady_clock::now();
-    // The first batch is primed with a cushion and the target delay. Waiting
-    // here until that much is buffered keeps WaitForBatch from blocking on a
-    // silent headset, where Ctrl-C could not end it.
-    unsigned needed = batchSize + 5 + static_cast<unsigned>(std::ceil(rate * kTargetDelay));
     // Samples that have arrived, read or not: the buffered count alone may
     // stand still between polls while data keeps coming.
     unsigned long previouslyArrived = 0;
@@ -80,7 +87,7 @@ void RunBatches(QVT_Headset* headset, double seconds, const std::function<bool(u
     double lastArrival = elapsedBefore;
     while (!Interrupted()) {
       progress.elapsedSeconds = elapsedBefore + SecondsSince(start);
-      if (TakeLinkLost()) {
+      if (QVT_Headset_GetLinkState(headset, nullptr) == QVT_LINK_LOST) {
         acquisition.linkLost = true;
         throw LinkLostError("the link to the headset is lost");
       }
@@ -92,21 +99,24 @@ void RunBatches(QVT_Headset* headset, double seconds, const std::function<bool(u
         lastArrival = progress.elapsedSeconds;
       } else if (progress.elapsedSeconds - lastArrival > kDataTimeout) {
         acquisition.silent = true;
-        throw LinkLostError("no data from the headset for " + std::to_string(static_cast<int>(kDataTimeout)) +
-                            " seconds");
+        throw LinkLostError("no data from the headset for " + Seconds(kDataTimeout));
       }
       previouslyArrived = arrived;
-      if (progress.buffered < needed) {
-        display.Update(progress);
-        QVT_Sleep(0.005);
+      // Bounded, so that Ctrl-C and a silent headset are noticed between
+      // waits.
+      const int waited = QVT_Headset_WaitForBatchTimeout(headset, kWaitSlice, nullptr);
+      if (waited == 0 && QVT_Headset_GetLinkState(headset, nullptr) == QVT_LINK_LOST) {
+        QVT_ClearError();  // told as a lost link at the top of the loop
         continue;
       }
-      QVT_Headset_WaitForBatch(headset);
       ThrowIfFailed("waiting for a batch failed");
+      if (waited != QVT_WAIT_READY) {
+        display.Update(progress);
+        continue;
+      }
       const bool more = readBatch(batchSize);
       ThrowIfFailed("reading a batch failed");
       progress.samples += batchSize;
-      needed = batchSize;
       progress.elapsedSeconds = elapsedBefore + SecondsSince(start);
       display.Update(progress);
       if (!more || progress.elapsedSeconds >= end) break;

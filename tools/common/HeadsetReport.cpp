@@ -7,6 +7,13 @@
 #include "LibraryCalls.h"
 #include "MessageLog.h"
 
+namespace {
+
+// Samples taken per call while emptying the buffers.
+constexpr std::size_t kDiscardChunk = 1024;
+
+}  // namespace
+
 namespace QVT::Tools {
 
 std::string ResolvePort(const std::string& port) {
@@ -52,11 +59,20 @@ std::vector<QVT_Channel*> MontageChannels(QVT_Headset* headset) {
   return channels;
 }
 
+std::size_t ChannelReader::Read(QVT_Headset* headset, std::size_t most) {
+  values.resize(channels.size() * most);
+  stride = most;
+  const std::size_t taken = QVT_Headset_ReadChannels(headset, channels.empty() ? nullptr : channels.data(),
+                                                     static_cast<unsigned>(channels.size()), values.data(),
+                                                     most, nullptr);
+  ThrowIfFailed("cannot read the buffers");
+  return taken;
+}
+
 void DiscardBufferedSamples(QVT_Headset* headset) {
-  for (QVT_Channel* channel : MontageChannels(headset))
-    for (unsigned long n = QVT_Channel_GetNumberOfBufferedSamples(channel); n > 0; --n)
-      QVT_Channel_ReadBuffered(channel);
-  ThrowIfFailed("cannot empty the buffers");
+  ChannelReader everything(MontageChannels(headset));
+  while (everything.Read(headset, kDiscardChunk) > 0) {
+  }
 }
 
 std::vector<ElectrodeImpedance> MeasureImpedances(QVT_Headset* headset, double seconds,
@@ -69,17 +85,18 @@ std::vector<ElectrodeImpedance> MeasureImpedances(QVT_Headset* headset, double s
     // Only the sources' impedance estimates matter; the samples are drained
     // so that the buffers do not overflow.
     Progress progress;
+    ChannelReader montage(channels);
     RunBatches(
         headset, seconds,
         [&](unsigned samples) {
-          for (unsigned i = 0; i < samples; ++i)
-            for (QVT_Channel* channel : channels) QVT_Channel_ReadBuffered(channel);
+          montage.Read(headset, samples);
           return true;
         },
         display, progress);
     // The link can be given up while the last batches still come in; the
     // estimates of a lost link are not worth reporting.
-    if (TakeLinkLost()) throw LinkLostError("the link to the headset was lost while measuring impedances");
+    if (QVT_Headset_GetLinkState(headset, nullptr) == QVT_LINK_LOST)
+      throw LinkLostError("the link to the headset was lost while measuring impedances");
     // Read before the driver stops: every later sample resets the estimates.
     // Cut short, the averages have not filled and would read too low.
     const unsigned sources = Interrupted() ? 0 : QVT_Headset_GetNumberOfSources(headset);
@@ -100,13 +117,11 @@ std::vector<ElectrodeImpedance> MeasureImpedances(QVT_Headset* headset, double s
   return electrodes;
 }
 
-std::vector<Alarm> TakeAlarms(QVT_Headset* headset, const std::vector<std::string>& texts) {
-  std::vector<Alarm> alarms(QVT_Headset_GetNumberOfAlarms(headset));
-  for (Alarm& alarm : alarms) alarm.code = QVT_Headset_GetAlarm(headset, 1);
+std::vector<Alarm> TakeAlarms(QVT_Headset* headset) {
+  std::vector<Alarm> alarms;
+  QVT_AlarmRecord record{};
+  while (QVT_Headset_GetAlarmRecord(headset, &record, 1) == 1) alarms.push_back({record.code, record.text});
   ThrowIfFailed("cannot read the alarms");
-  // Both keep the latest ones when too many came: pair them from the end.
-  for (std::size_t i = 0; i < alarms.size() && i < texts.size(); ++i)
-    alarms[alarms.size() - 1 - i].text = texts[texts.size() - 1 - i];
   return alarms;
 }
 

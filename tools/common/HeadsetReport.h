@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "ElectrodeImpedance.h"
@@ -32,6 +33,24 @@ void PrintIdentity(QVT_Headset* headset, std::FILE* out);
 // The montage's channels, in order. Throws RuntimeError when there are none.
 std::vector<QVT_Channel*> MontageChannels(QVT_Headset* headset);
 
+// Channels read together, a batch at a time, with one library call.
+class ChannelReader {
+ public:
+  explicit ChannelReader(std::vector<QVT_Channel*> read = {}) : channels(std::move(read)) {}
+
+  // Takes up to `most` samples of each channel; how many it took (the
+  // same for every channel). Throws RuntimeError.
+  std::size_t Read(QVT_Headset* headset, std::size_t most);
+  // Sample k of channel c from the last Read.
+  double At(std::size_t c, std::size_t k) const { return values[c * stride + k]; }
+
+  std::vector<QVT_Channel*> channels;  // empty: every montage channel
+
+ private:
+  std::vector<double> values;  // channel-major, `stride` per channel
+  std::size_t stride = 0;
+};
+
 // Empties every montage channel; call it with acquisition stopped, after
 // adding channels to a chosen montage. Batches are paced by the channels the
 // montage was chosen with: one added later starts empty, and while the others
@@ -49,9 +68,8 @@ struct Alarm {
   std::string text;  // empty when the library gave none
 };
 
-// The queued alarms, taken off the queue, with the texts the message log
-// kept for them (TakeAlarmTexts; codes and texts come in the same order).
-std::vector<Alarm> TakeAlarms(QVT_Headset* headset, const std::vector<std::string>& texts);
+// The queued alarms, oldest first, taken off the queue.
+std::vector<Alarm> TakeAlarms(QVT_Headset* headset);
 
 // "4 alarms" and one indented line per alarm, at most `limit` of them.
 std::string FormatAlarms(const std::vector<Alarm>& alarms, std::size_t limit);

@@ -19,7 +19,6 @@
 #include "HeadsetReport.h"
 #include "Interrupt.h"
 #include "LibraryCalls.h"
-#include "MessageLog.h"
 #include "MontagePlan.h"
 #include "RecordOptions.h"
 #include "RecordWriter.h"
@@ -43,6 +42,8 @@ constexpr double kUnknownLag = -1.0;
 constexpr int kAnnotationSlots = 3;
 constexpr int kMostAnnotationSlots = 64;  // EDFlib's limit
 constexpr double kImpedanceRoomSeconds = 10.0;
+// Samples taken per read while emptying the buffers at the end.
+constexpr std::size_t kDrainChunk = 4096;
 
 double SecondsSince(Clock::time_point start) {
   return std::chrono::duration<double>(Clock::now() - start).count();
@@ -88,9 +89,12 @@ class Session {
 
  private:
   void OpenFile(const std::vector<ElectrodeImpedance>& impedances);
-  // Takes one sample's values from the channels; false when done.
+  // Takes up to n samples of every channel into the recording; how many.
+  std::size_t Take(std::size_t n);
+  // Take for the batch loop: false when done.
   bool TakeSamples(unsigned n);
   void Drain();
+  void UseChannels(Channels connected);
   void TakeAlarms();
   bool Done() const;
   // Whether the wall clock has reached the end of a --seconds recording.
@@ -109,6 +113,7 @@ class Session {
   double recordSeconds = 0.0;
   std::vector<ChannelPlan> plan;
   Channels channels;
+  ChannelReader reader;  // the recorded channels, then the two clocks
   std::unique_ptr<RecordWriter> writer;
   std::unique_ptr<FileSink> sink;
   std::unique_ptr<Recording> recording;
@@ -119,8 +124,7 @@ class Session {
   bool headerWritten = false;
   bool outage = false;  // the next gap is the link's
   unsigned linkLosses = 0;
-  std::vector<std::string> alarmTexts;  // of this connection
-  std::vector<Alarm> alarms;            // of connections gone
+  std::vector<Alarm> alarms;
   std::vector<double> values;
 };
 
@@ -174,18 +178,33 @@ bool Session::Done() const {
   return Interrupted() || !writer->Failure().empty() || recording->Samples() >= wantedSamples;
 }
 
+void Session::UseChannels(Channels connected) {
+  channels = std::move(connected);
+  reader.channels = channels.recorded;
+  reader.channels.push_back(channels.sampleTime);
+  reader.channels.push_back(channels.clockLag);
+}
+
 bool Session::TakeSamples(unsigned n) {
+  Take(n);
+  return !Done();
+}
+
+std::size_t Session::Take(std::size_t n) {
   QVT_Headset* h = headset.get();
   const double wall = SecondsSince(started);
-  for (unsigned i = 0; i < n; ++i) {
-    for (std::size_t c = 0; c < channels.recorded.size(); ++c)
-      values[c] = QVT_Channel_ReadBuffered(channels.recorded[c]);
-    const double stamp = QVT_Channel_ReadBuffered(channels.sampleTime);
-    const double lag = QVT_Channel_ReadBuffered(channels.clockLag);
+  const std::size_t taken = reader.Read(h, n);
+  const std::size_t recorded = channels.recorded.size();
+  for (std::size_t i = 0; i < taken; ++i) {
+    for (std::size_t c = 0; c < recorded; ++c) values[c] = reader.At(c, i);
+    const double stamp = reader.At(recorded, i);
+    const double lag = reader.At(recorded + 1, i);
     if (!headerWritten) {
       // The first sample was taken about as long ago as the samples
       // behind it in the buffers last.
-      const double behind = (n - i + static_cast<double>(QVT_Headset_GetNumberOfBufferedSamples(h))) / rate +
+      const double behind = (static_cast<double>(taken - i) +
+                             static_cast<double>(QVT_Headset_GetNumberOfBufferedSamples(h))) /
+                                rate +
                             (lag != kUnknownLag ? lag : 0.0);
       writer->SetHeader(
           {Equipment(h), options.subject,
@@ -208,31 +227,27 @@ bool Session::TakeSamples(unsigned n) {
   progress.lostSamples = timeline->LostSamples();
   progress.gaps = timeline->Gaps();
   progress.fileBytes = writer->Bytes();
-  return !Done();
+  return taken;
 }
 
 void Session::TakeAlarms() {
-  for (std::string& text : TakeAlarmTexts()) {
-    recording->Annotate("ALARM " + text);
-    alarmTexts.push_back(std::move(text));
+  for (Alarm& alarm : QVT::Tools::TakeAlarms(headset.get())) {
+    recording->Annotate("ALARM " + alarm.text);
+    alarms.push_back(std::move(alarm));
   }
 }
 
 // What is still buffered once acquisition has stopped belongs in the file.
 void Session::Drain() {
-  unsigned long buffered = QVT_Channel_GetNumberOfBufferedSamples(channels.sampleTime);
-  for (QVT_Channel* channel : channels.recorded)
-    buffered = std::min(buffered, QVT_Channel_GetNumberOfBufferedSamples(channel));
-  ThrowIfFailed("cannot read the buffers");
-  if (buffered > 0) TakeSamples(static_cast<unsigned>(buffered));
+  while (Take(kDrainChunk) > 0) {
+  }
 }
 
 bool Session::Reconnect() {
   std::printf("Link lost at %.1f s of signal; reconnecting every %g s\n", recording->Seconds(),
               kReconnectSeconds);
   std::fflush(stdout);
-  for (const Alarm& alarm : QVT::Tools::TakeAlarms(headset.get(), alarmTexts)) alarms.push_back(alarm);
-  alarmTexts.clear();
+  TakeAlarms();
   // Reconnection goes on while the recording would have: its time is the
   // wall clock's now.
   while (!Interrupted() && !PastEnd()) {
@@ -241,10 +256,9 @@ bool Session::Reconnect() {
     while (!connection.Done() && !Interrupted() && !PastEnd()) QVT_Sleep(0.05);
     if (connection.Done()) {
       try {
-        headset = connection.Take(channels);
-        // The old headset's own verdict, given as it was taken down, is not
-        // the new one's.
-        TakeLinkLost();
+        Channels connected;
+        headset = connection.Take(connected);
+        UseChannels(connected);
         outage = true;
         std::printf("Reconnected after %.1f s\n", SecondsSince(attempt));
         std::fflush(stdout);
@@ -261,8 +275,9 @@ bool Session::Reconnect() {
 bool Session::PastEnd() const { return options.seconds > 0.0 && SecondsSince(started) >= options.seconds; }
 
 void Session::PrintSummary(const std::string& ending) {
+  // Those that came after the file was closed are told here only.
   if (headset)
-    for (const Alarm& alarm : QVT::Tools::TakeAlarms(headset.get(), alarmTexts)) alarms.push_back(alarm);
+    for (Alarm& alarm : QVT::Tools::TakeAlarms(headset.get())) alarms.push_back(std::move(alarm));
   // What the file holds, which a failed disk can make less than was taken.
   const auto samples = static_cast<unsigned long long>(writer->Records()) * recordSamples;
   std::printf("\n%s: %.1f s of signal (%llu samples), %llu lost in %u gaps, %u link losses%s\n%s",
@@ -285,7 +300,7 @@ int Session::Run() {
       if (!electrode.reference) std::printf("Z %-6s %6.1f kOhm\n", electrode.name.c_str(), electrode.kOhm);
   }
   OpenFile(impedances);
-  channels = PrepareMontage(headset.get(), plan);
+  UseChannels(PrepareMontage(headset.get(), plan));
   std::printf("\nRecording to %s%s (Ctrl-C stops)\n", options.file.c_str(),
               options.seconds > 0.0 ? (" for " + Format("%g", options.seconds) + " s").c_str() : "");
   std::fflush(stdout);

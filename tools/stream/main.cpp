@@ -14,7 +14,6 @@
 #include "HeadsetReport.h"
 #include "Interrupt.h"
 #include "LibraryCalls.h"
-#include "MessageLog.h"
 #include "Options.h"
 #include "SampleTimeline.h"
 #include "Tables.h"
@@ -45,16 +44,17 @@ void StreamChannels(QVT_Headset* headset, double seconds, ProgressDisplay& displ
   for (std::size_t c = 0; c < channels.size(); ++c) rows[c].name = Copy(QVT_Channel_GetName(channels[c]));
   ThrowIfFailed("cannot read the channel names");
   SampleTimeline timeline(QVT_Headset_GetSamplingRate(headset));
+  ChannelReader reader(channels);
+  reader.channels.push_back(sampleTime);
   const auto start = std::chrono::steady_clock::now();
   RunBatches(
       headset, seconds,
       [&](unsigned samples) {
         const double wall = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-        for (unsigned i = 0; i < samples; ++i) {
-          for (std::size_t c = 0; c < channels.size(); ++c)
-            rows[c].statistics.Add(QVT_Channel_ReadBuffered(channels[c]));
-          timeline.Next(QVT_Channel_ReadBuffered(sampleTime), wall);
-        }
+        const std::size_t taken = reader.Read(headset, samples);
+        for (std::size_t c = 0; c < channels.size(); ++c)
+          for (std::size_t i = 0; i < taken; ++i) rows[c].statistics.Add(reader.At(c, i));
+        for (std::size_t i = 0; i < taken; ++i) timeline.Next(reader.At(channels.size(), i), wall);
         progress.lostSamples = timeline.LostSamples();
         progress.gaps = timeline.Gaps();
         return true;
@@ -63,7 +63,7 @@ void StreamChannels(QVT_Headset* headset, double seconds, ProgressDisplay& displ
 }
 
 void PrintSummary(QVT_Headset* headset, const std::vector<ChannelRow>& rows, const Progress& progress) {
-  const std::vector<Alarm> alarms = TakeAlarms(headset, TakeAlarmTexts());
+  const std::vector<Alarm> alarms = TakeAlarms(headset);
   const double rate =
       progress.elapsedSeconds > 0.0 ? static_cast<double>(progress.samples) / progress.elapsedSeconds : 0.0;
   std::printf("\n%llu samples in %.1f s (%.1f per second), %u overflowed, %llu lost in %u gaps%s\n%s",

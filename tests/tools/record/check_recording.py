@@ -136,7 +136,7 @@ def outage():
     # A silence of 2 s is a gap, not a lost link.
     path, run = record("short_outage.bdf", ["--seed", "6", "--outage", "3:2"], seconds=4)
     check(run.returncode == 0 and described(read(path), "BAD gap"), "a 2 s silence ended the recording", run)
-    # A link is taken for lost after 5 s without data: the outage outlasts
+    # A link is taken for lost after 4.5 s without data: the outage outlasts
     # that with room to spare, so that a busy machine cannot see the data
     # come back first.
     path, run = record("outage.bdf", ["--seed", "6", "--outage", "3:6"], ["--reconnect"], seconds=14)

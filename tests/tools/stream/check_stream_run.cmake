@@ -42,7 +42,7 @@ elseif(MODE STREQUAL "silent")
     RESULT_VARIABLE status OUTPUT_VARIABLE out ERROR_VARIABLE err TIMEOUT 120)
   string(TIMESTAMP ended "%s" UTC)
   math(EXPR seconds "${ended} - ${begun}")
-  # Connecting and data for 5 s, 5 s of silence and room for a busy
+  # Connecting and data for 5 s, 4.5 s of silence and room for a busy
   # machine; retrying the stop command took 20 s more.
   if(NOT status EQUAL 1 OR NOT err MATCHES "no data from the headset" OR NOT out MATCHES "samples in"
      OR seconds GREATER 16)
