@@ -9,11 +9,11 @@
 #include <mutex>
 #include <thread>
 
+#include "ExitStatus.h"
+
 namespace QVT::Tools {
 
 namespace {
-
-constexpr int kInterruptedStatus = 130;  // as a shell reports a process ended by Ctrl-C
 
 volatile std::sig_atomic_t interrupted = 0;
 sem_t secondInterrupt;
@@ -36,7 +36,7 @@ void EndOnSecondInterrupt() {
   std::fflush(stdout);
   std::fflush(stderr);
   // The main thread may be inside the library, waiting on the headset.
-  _exit(kInterruptedStatus);
+  _exit(kInterruptedTwice);
 }
 
 }  // namespace

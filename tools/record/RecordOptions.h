@@ -1,9 +1,9 @@
 // The command line of qvt-record, parsed apart from any headset.
 #pragma once
 
-#include <stdexcept>
 #include <string>
-#include <vector>
+
+#include "CommandLine.h"
 
 namespace QVT::Record {
 
@@ -13,22 +13,15 @@ struct RecordOptions {
   double impedanceSeconds = 0.0;  // 0: impedances are not measured
   std::string subject;
   bool reconnect = false;
+  bool overwrite = false;  // an existing file is replaced, not refused
   int verbosity = 2;
   double slowDiskSeconds = 0.0;  // added to every record written, for tests
   std::string file;
-  bool help = false;
-  bool version = false;
 };
 
-class RecordUsageError : public std::runtime_error {
- public:
-  using std::runtime_error::runtime_error;
-};
+Tools::ProgramText RecordProgramText(const std::string& version);
 
-// The arguments after the program name; "--name VALUE" or "--name=VALUE",
-// and the file. Throws RecordUsageError.
-RecordOptions ParseRecordOptions(const std::vector<std::string>& arguments);
-
-std::string RecordUsageText();
+// The option table; `options` receives the values as the line is parsed.
+void DeclareRecordOptions(Tools::CommandLine& line, RecordOptions& options);
 
 }  // namespace QVT::Record

@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <limits>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -20,6 +21,7 @@
 #include "Interrupt.h"
 #include "LibraryCalls.h"
 #include "MontagePlan.h"
+#include "OutputFile.h"
 #include "RecordOptions.h"
 #include "RecordWriter.h"
 #include "Recording.h"
@@ -33,8 +35,6 @@ using namespace QVT::Record;
 using namespace QVT::Tools;
 using Clock = std::chrono::steady_clock;
 
-constexpr int kRuntimeFailure = 1;
-constexpr int kUsageFailure = 2;
 constexpr double kReconnectSeconds = 2.0;
 constexpr double kUnknownLag = -1.0;
 // Annotations every data record has room for: beyond them, neighbouring
@@ -348,22 +348,19 @@ int main(int argc, char** argv) {
   // arena per thread, the memory the old headset gave back would stay with
   // the main thread's arena and each reconnection would add a headset's worth.
   mallopt(M_ARENA_MAX, 1);
+  RecordOptions options;
+  CommandLine line(RecordProgramText(std::string("qvt-record ") + QVT_RECORD_VERSION + " (library " +
+                                     QVT_GetAPIVersion() + ")"));
+  DeclareRecordOptions(line, options);
+  if (const std::optional<int> status = line.ParseOrExit(argc, argv)) return *status;
   try {
-    const RecordOptions options = ParseRecordOptions(std::vector<std::string>(argv + 1, argv + argc));
-    if (options.help) {
-      std::printf("%s", RecordUsageText().c_str());
-      return 0;
-    }
-    if (options.version) {
-      std::printf("qvt-record %s (library %s)\n", QVT_RECORD_VERSION, QVT_GetAPIVersion());
-      return 0;
-    }
+    CheckOutputFile(options.file, options.overwrite);
     const std::string port = ResolvePort(options.port);
-    if (port.empty()) throw RecordUsageError("no headset port: give --port or set QVTSerialPort");
+    if (port.empty()) throw UsageError("no headset port: give --port or set QVTSerialPort");
     InstallInterruptHandler();
     HeadsetHandle headset = Connect(port, options.verbosity);
     return ExitStatus(Session(options, port, std::move(headset)).Run());
-  } catch (const RecordUsageError& error) {
+  } catch (const UsageError& error) {
     std::fprintf(stderr, "qvt-record: %s (see --help)\n", error.what());
     return kUsageFailure;
   } catch (const std::exception& error) {

@@ -189,7 +189,7 @@ def ending():
     # A full disk: a clear error, and no hang.
     full = os.path.join(WORK, "full.bdf")
     os.symlink("/dev/full", full)
-    _, run = record("full.bdf", ["--seed", "7"], seconds=3)
+    _, run = record("full.bdf", ["--seed", "7"], ["--overwrite"], seconds=3)
     check(run.returncode == 1 and "No space left on device" in run.stderr, "full disk", run)
 
     # A disk that takes 0.15 s per 0.1 s record at 600 Hz: nothing overflows,
