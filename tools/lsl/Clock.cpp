@@ -1,0 +1,13 @@
+#include "Clock.h"
+
+#include <ctime>
+
+namespace QVT::Lsl {
+
+double LocalClock() {
+  timespec now{};
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
+}
+
+}  // namespace QVT::Lsl
