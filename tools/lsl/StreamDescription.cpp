@@ -1,19 +1,8 @@
 #include "StreamDescription.h"
 
-#include <array>
-#include <cstdio>
+#include "NumberText.h"
 
 namespace QVT::Lsl {
-namespace {
-
-std::string Millimetres(double value) {
-  std::array<char, 32> text{};
-  std::snprintf(text.data(), text.size(), "%.6g", value);
-  return text.data();
-}
-
-}  // namespace
-
 void AppendValue(pugi::xml_node parent, const std::string& name, const std::string& value) {
   parent.append_child(name.c_str()).append_child(pugi::node_pcdata).set_value(value.c_str());
 }
@@ -27,9 +16,9 @@ void AppendChannel(pugi::xml_node desc, const ChannelDescription& channel) {
   AppendValue(node, "type", channel.type);
   if (channel.location)
     AppendGroup(node, "location",
-                {{"X", Millimetres(channel.location->x)},
-                 {"Y", Millimetres(channel.location->y)},
-                 {"Z", Millimetres(channel.location->z)}});
+                {{"X", NumberText("%.6g", channel.location->x)},
+                 {"Y", NumberText("%.6g", channel.location->y)},
+                 {"Z", NumberText("%.6g", channel.location->z)}});
 }
 
 pugi::xml_node AppendGroup(pugi::xml_node parent, const std::string& group, const NamedValues& values) {

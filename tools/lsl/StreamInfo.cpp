@@ -9,17 +9,14 @@
 
 #include "Clock.h"
 #include "Log.h"
+#include "NumberText.h"
 
 namespace QVT::Lsl {
 namespace {
 
-// Resolvers compare and parse these as text; the reference form is sixteen
+// Resolvers compare and parse these as text; the usual form is sixteen
 // significant digits with the trailing zeros kept.
-std::string FormatNumber(double value) {
-  std::array<char, 48> buffer{};
-  std::snprintf(buffer.data(), buffer.size(), "%#.16g", value);
-  return buffer.data();
-}
+std::string FormatNumber(double value) { return NumberText("%#.16g", value); }
 
 std::string NewUid() {
   std::random_device entropy;
