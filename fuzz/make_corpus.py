@@ -69,6 +69,19 @@ corpora = {
         "data": b"\x70" + b"".join(data(i) for i in range(6)),
         "extended": b"\xff" + EXTENDED,
     },
+    # The first byte picks the parser: 0 TCP request, 1 datagram, 2 query,
+    # 3 stream info, 4 sample (its next byte picks the format).
+    "lsl_request": {
+        "streamfeed": b"\x00LSL:streamfeed/110 u\r\nNative-Byte-Order: 1234\r\nValue-Size: 4\r\n"
+                      b"Max-Buffer-Length: 36000\r\n\r\n",
+        "legacy_feed": b"\x00LSL:streamfeed\r\n360 0\r\n",
+        "shortinfo": b"\x01LSL:shortinfo\r\nsession_id='default' and type='EEG'\r\n16574 9950725279836683897\r\n",
+        "timedata": b"\x01LSL:timedata\r\n1804289383 1149.647479473\r\n",
+        "query": b"\x02session_id='default' and desc/channels/channel[label='Cz'] and channel_count > 2",
+        "info": b"\x03<?xml version=\"1.0\"?>\n<info><name>X</name><type>EEG</type><channel_count>2</channel_count>"
+                b"<channel_format>float32</channel_format><desc /></info>",
+        "strings": b"\x04\x02\x02" + bytes(8) + b"\x01\x04Test\x04\x03\x00\x00\x00abc\x01\x00",
+    },
 }
 
 root = sys.argv[1] if len(sys.argv) > 1 else os.path.join(os.path.dirname(os.path.abspath(__file__)), "corpus")
@@ -78,6 +91,8 @@ for target, seeds in corpora.items():
     for name, content in seeds.items():
         if target == "block_decoder":
             content = VERBOSE + content
+        elif target.startswith("lsl_"):
+            pass
         else:
             content = content[:1] + VERBOSE + content[1:]
         with open(os.path.join(root, target, name), "wb") as f:
