@@ -3,6 +3,8 @@
 #include <bit>
 #include <cmath>
 #include <cstring>
+#include <limits>
+#include <type_traits>
 
 namespace QVT::Lsl {
 namespace {
@@ -52,11 +54,14 @@ double ReadNumber(const char* bytes, ChannelFormat format) {
   return 0.0;
 }
 
+// Each numeric format's test values start past the range of the next
+// narrower type, so that a value read at the wrong width shows; integers
+// wrap at their type's largest value.
 template <typename T>
-void AppendTestValues(std::string& out, int channels, int offset, long long wrap) {
+void AppendTestValues(std::string& out, int channels, int offset, long long start) {
   for (int k = 0; k < channels; ++k) {
-    long long magnitude = k + offset;
-    if (wrap > 0) magnitude %= wrap;
+    long long magnitude = start + offset + k;
+    if constexpr (std::is_integral_v<T> && sizeof(T) < 8) magnitude %= std::numeric_limits<T>::max();
     AppendRaw(out, static_cast<T>(k % 2 == 0 ? magnitude : -magnitude));
   }
 }
@@ -107,11 +112,11 @@ void AppendTestPattern(std::string& out, ChannelFormat format, int channels) {
     AppendStamp(out, kTestPatternStamp);
     switch (format) {
       case ChannelFormat::Float32: AppendTestValues<float>(out, channels, offset, 0); break;
-      case ChannelFormat::Double64: AppendTestValues<double>(out, channels, offset, 0); break;
-      case ChannelFormat::Int8: AppendTestValues<std::int8_t>(out, channels, offset, 128); break;
-      case ChannelFormat::Int16: AppendTestValues<std::int16_t>(out, channels, offset, 32768); break;
-      case ChannelFormat::Int32: AppendTestValues<std::int32_t>(out, channels, offset, 2147483647LL); break;
-      case ChannelFormat::Int64: AppendTestValues<std::int64_t>(out, channels, offset, 0); break;
+      case ChannelFormat::Double64: AppendTestValues<double>(out, channels, offset, 16777217); break;
+      case ChannelFormat::Int8: AppendTestValues<std::int8_t>(out, channels, offset, 1); break;
+      case ChannelFormat::Int16: AppendTestValues<std::int16_t>(out, channels, offset, 257); break;
+      case ChannelFormat::Int32: AppendTestValues<std::int32_t>(out, channels, offset, 65537); break;
+      case ChannelFormat::Int64: AppendTestValues<std::int64_t>(out, channels, offset, 2147483649LL); break;
       case ChannelFormat::String: break;
     }
   }

@@ -40,7 +40,7 @@ TEST(SampleCodec, DecodingGivesBackWhatWasEncoded) {
   const std::vector<std::string> texts = {"", "TRG 5", std::string(300, 'x'), std::string("bin\0ary", 7)};
   std::string bytes;
   AppendStringSample(bytes, 12.5, texts);
-  AppendTestPattern(bytes, ChannelFormat::Int16, 3);
+  AppendTestPattern(bytes, ChannelFormat::Int64, 3);
 
   DecodedSample sample;
   std::size_t used = 0;
@@ -49,9 +49,31 @@ TEST(SampleCodec, DecodingGivesBackWhatWasEncoded) {
   EXPECT_EQ(sample.strings, texts);
   EXPECT_EQ(static_cast<unsigned char>(bytes[9 + 1 + 1 + 1 + 1 + 5]), 4u) << "a 300-byte text has a 4-byte length";
   bytes.erase(0, used);
-  ASSERT_EQ(DecodeSample(bytes, ChannelFormat::Int16, 3, sample, used), DecodeStatus::Complete);
-  EXPECT_EQ(sample.numbers, (std::vector<double>{4, -5, 6}));
+  ASSERT_EQ(DecodeSample(bytes, ChannelFormat::Int64, 3, sample, used), DecodeStatus::Complete);
+  EXPECT_EQ(sample.numbers, (std::vector<double>{2147483653, -2147483654, 2147483655}));
   EXPECT_EQ(sample.stamp, 123456.789);
+}
+
+// What other implementations' inlets expect of each format (the first
+// sample of the pattern); a wrong one makes them refuse the stream.
+TEST(SampleCodec, EachFormatHasTheTestPatternInletsExpect) {
+  const struct {
+    ChannelFormat format;
+    double first, second;
+  } cases[] = {
+      {ChannelFormat::Float32, 4, -5},           {ChannelFormat::Double64, 16777221, -16777222},
+      {ChannelFormat::Int32, 65541, -65542},     {ChannelFormat::Int16, 261, -262},
+      {ChannelFormat::Int8, 5, -6},              {ChannelFormat::Int64, 2147483653, -2147483654},
+  };
+  for (const auto& c : cases) {
+    std::string bytes;
+    AppendTestPattern(bytes, c.format, 2);
+    DecodedSample sample;
+    std::size_t used = 0;
+    ASSERT_EQ(DecodeSample(bytes, c.format, 2, sample, used), DecodeStatus::Complete);
+    EXPECT_EQ(sample.numbers, (std::vector<double>{c.first, c.second})) << FormatName(c.format);
+    EXPECT_EQ(used * 2, bytes.size());
+  }
 }
 
 TEST(SampleCodec, APartialSampleNeedsMoreAndABadOneIsMalformed) {
