@@ -8,7 +8,7 @@ PACKAGES = .ci/install-packages
 # Tests left out of the usual runs: `ctest -L soak`.
 SLOW_TESTS = soak
 
-.PHONY: all build demo test asan tsan bench fuzz clean format
+.PHONY: all build demo test asan tsan bench fuzz docs clean format
 
 all: build
 
@@ -76,6 +76,14 @@ fuzz:
 		$$f -max_total_time=$(FUZZ_SECONDS) -print_final_stats=1 -artifact_prefix=build-fuzz/ \
 			fuzz/corpus-$$name $$seeds || exit 1; \
 	done
+
+# The Python package's API reference, from its numpydoc docstrings (Debian
+# python3-sphinx and python3-numpydoc); a docstring numpydoc finds
+# incomplete fails it.
+docs:
+	$(PACKAGES) docs
+	sphinx-build -q -W -E -b html python/docs build/docs/python
+	@echo "wrote build/docs/python/index.html"
 
 format:
 	git ls-files '*.cpp' '*.h' '*.c' | xargs clang-format -i

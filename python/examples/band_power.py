@@ -16,25 +16,21 @@ with qvt.Headset() as h:
     window = numpy.zeros((len(eeg), int(2 * rate)))  # the last two seconds
     received, reported = 0, 0
     print("channel  " + "".join(f"{band:>12}" for band in BANDS) + "   (µV²)")
-    h.start_background_acquisition()
-    try:
-        for _, batch in h.batches():
-            size = batch.shape[1]
-            window = numpy.roll(window, -size, axis=1)
-            window[:, -size:] = batch[eeg]
-            received += size
-            if received >= window.shape[1] and received // rate > reported:
-                reported = received // rate
-                spectrum = numpy.abs(numpy.fft.rfft(window - window.mean(axis=1, keepdims=True))) ** 2
-                spectrum *= 2 / (window.shape[1] * rate)  # one-sided density, µV²/Hz
-                frequencies = numpy.fft.rfftfreq(window.shape[1], 1 / rate)
-                step = frequencies[1]
-                print(f"-- {received / rate:.0f} s")
-                for name, row in zip(names, spectrum):
-                    powers = [row[(frequencies >= lo) & (frequencies <= hi)].sum() * step
-                              for lo, hi in BANDS.values()]
-                    print(f"{name:8} " + "".join(f"{p:12.1f}" for p in powers))
-            if received >= SECONDS * rate:
-                break
-    finally:
-        h.stop_background_acquisition()
+    for batch, _ in h.batches():  # (channels, samples) in µV, and their times
+        size = batch.shape[1]
+        window = numpy.roll(window, -size, axis=1)
+        window[:, -size:] = batch[eeg]
+        received += size
+        if received >= window.shape[1] and received // rate > reported:
+            reported = received // rate
+            spectrum = numpy.abs(numpy.fft.rfft(window - window.mean(axis=1, keepdims=True))) ** 2
+            spectrum *= 2 / (window.shape[1] * rate)  # one-sided density, µV²/Hz
+            frequencies = numpy.fft.rfftfreq(window.shape[1], 1 / rate)
+            step = frequencies[1]
+            print(f"-- {received / rate:.0f} s")
+            for name, row in zip(names, spectrum):
+                powers = [row[(frequencies >= lo) & (frequencies <= hi)].sum() * step
+                          for lo, hi in BANDS.values()]
+                print(f"{name:8} " + "".join(f"{p:12.1f}" for p in powers))
+        if received >= SECONDS * rate:
+            break

@@ -8,7 +8,9 @@ seconds = float(sys.argv[1]) if len(sys.argv) > 1 else 5.0
 path = sys.argv[2] if len(sys.argv) > 2 else "recording_raw.fif"
 
 with qvt.Headset() as h:
-    data, _ = h.read(seconds)  # (channels, samples) in µV
-    raw = h.to_mne(data)  # volts, with channel types and 10-05 positions
+    block = h.read(seconds)  # data, times: (channels, samples) in µV, seconds on the headset's clock
+    if block.lost:
+        print(f"{block.lost} samples were lost on the link")
+    raw = h.to_mne(block)  # volts, channel types, 10-05 positions of electrodes against the reference
 raw.save(path, overwrite=True, verbose="error")
 print(f"saved {raw.n_times} samples of {len(raw.ch_names)} channels ({seconds:g} s) to {path}")

@@ -4,6 +4,7 @@ Used to write _prototypes.py and, in the tests, to check that the bindings
 agree with the header, so that the two cannot drift apart.
 """
 import re
+from typing import List, Tuple
 
 # The C types of the interface and the names the bindings give them.
 C_TYPES = {
@@ -33,13 +34,13 @@ C_TYPES = {
 _DECLARATION = re.compile(r"QVT_API\s+([^;]*?)\s*\b(\w+)\s*\(([^)]*)\)\s*;", re.S)
 
 
-def _type_of(text):
+def _type_of(text: str) -> str:
     """The type part of a declaration fragment, with the pointer glued on."""
     text = " ".join(text.replace("*", " * ").split())
     return text.replace(" *", "*")
 
 
-def _argument_type(argument):
+def _argument_type(argument: str) -> str:
     """The type of one parameter, its name dropped when it has one."""
     words = _type_of(argument)
     if words in C_TYPES:
@@ -47,7 +48,7 @@ def _argument_type(argument):
     return words.rsplit(" ", 1)[0]
 
 
-def prototypes(header_text):
+def prototypes(header_text: str) -> List[Tuple[str, str, List[str]]]:
     """[(name, result type, [argument types])] in header order, C type names."""
     found = []
     for result, name, arguments in _DECLARATION.findall(header_text):
@@ -59,7 +60,7 @@ def prototypes(header_text):
     return found
 
 
-def render(header_text):
+def render(header_text: str) -> str:
     """The text of _prototypes.py for this header."""
     lines = [
         '"""Prototypes of the C interface, written by `python -m qvt._header HEADER`."""',

@@ -1,15 +1,21 @@
 """The C interface of libqvt as ctypes functions: qvt.lib.QVT_Headset_New and
 every other exported function, with their argument and result types.
 
-The library is looked for in this order: the QVT_LIBRARY environment variable
-(a path), the build tree next to this package (build/lib/libqvt.so), then the
-system's library path.
+The library is loaded when one of its functions is first asked for, so that
+the parts of the package that only read files (qvt.plot, qvt.mne) work on a
+machine without it. It is looked for in this order: the QVT_LIBRARY
+environment variable (a path), the build tree next to this package
+(build/lib/libqvt.so), then the system's library path.
 """
+from __future__ import annotations
+
 import ctypes
 import ctypes.util
 import os
 import signal
 import threading
+from types import FrameType
+from typing import Any, Callable, Dict, Iterator, List, Optional, Tuple
 
 from ._prototypes import PROTOTYPES
 
@@ -32,7 +38,11 @@ class AlarmRecord(ctypes.Structure):
     ]
 
 
-_TYPES = {
+# Link states of QVT_Headset_GetLinkState and results of the bounded waits.
+LINK_CLOSED, LINK_CONNECTED, LINK_STREAMING, LINK_LOST = 1, 2, 3, 4
+WAIT_READY, WAIT_TIMEOUT, WAIT_WOKEN = 1, 2, 3
+
+_TYPES: Dict[str, Any] = {
     "None": None,
     "c_int": ctypes.c_int,
     "c_uint": ctypes.c_uint,
@@ -56,7 +66,7 @@ _TYPES = {
 }
 
 
-def _candidates():
+def _candidates() -> Iterator[Tuple[str, Optional[str]]]:
     """(where, path) pairs in the order they are tried."""
     here = os.path.dirname(os.path.abspath(__file__))
     build = os.path.join(os.path.dirname(os.path.dirname(here)), "build", "lib", "libqvt.so")
@@ -65,8 +75,20 @@ def _candidates():
     yield "the system", ctypes.util.find_library("qvt")
 
 
-def load():
-    """The loaded library; OSError naming every place looked at when none is found."""
+def load() -> ctypes.CDLL:
+    """The library, loaded from the first place that has it.
+
+    Returns
+    -------
+    ctypes.CDLL
+        The loaded library, its functions not yet typed.
+
+    Raises
+    ------
+    OSError
+        When no place has a library that loads; the message names every
+        place looked at.
+    """
     tried = []
     for where, path in _candidates():
         if not path:
@@ -79,13 +101,8 @@ def load():
     raise OSError("libqvt was not found; looked at " + "; ".join(tried))
 
 
-_library = load()
-for _name, _result, _arguments in PROTOTYPES:
-    _function = getattr(_library, _name)
-    _function.restype = _TYPES[_result]
-    _function.argtypes = [_TYPES[a] for a in _arguments]
-    globals()[_name] = _function
-
+_functions: Dict[str, Any] = {}
+_loading = threading.Lock()
 
 # Errors: the library calls the error callback on the thread whose call
 # failed, so each thread keeps its own last error and two threads with two
@@ -93,17 +110,71 @@ for _name, _result, _arguments in PROTOTYPES:
 _errors = threading.local()
 
 
-@MESSAGE_CALLBACK
-def _record_error(message, _level):
+def _on_error(message: Optional[bytes], _level: int) -> int:
     _errors.message = message.decode("utf-8", "replace") if message else ""
     return 0
 
 
-QVT_SetErrorCallback(_record_error)  # noqa: F821 (bound above)
+_record_error = MESSAGE_CALLBACK(_on_error)
 
 
-def call(function, *arguments):
-    """function(*arguments); a library failure on this thread raises QvtError."""
+def _bind() -> Dict[str, Any]:
+    """Every function of the interface, typed, the library loaded on first use."""
+    with _loading:
+        if not _functions:
+            library = load()
+            bound = {}
+            for name, result, arguments in PROTOTYPES:
+                function = getattr(library, name)
+                function.restype = _TYPES[result]
+                function.argtypes = [_TYPES[a] for a in arguments]
+                bound[name] = function
+            bound["QVT_SetErrorCallback"](_record_error)
+            _functions.update(bound)
+    return _functions
+
+
+def __getattr__(name: str) -> Any:
+    """qvt.lib.QVT_...: the library's function of that name."""
+    if not name.startswith(("QVT_", "Load_QVT_API")):
+        raise AttributeError(f"module 'qvt.lib' has no attribute {name!r}")
+    try:
+        return _bind()[name]
+    except KeyError:
+        raise AttributeError(f"libqvt has no function {name!r}") from None
+
+
+def loaded() -> bool:
+    """Whether the library has been loaded into this process."""
+    return bool(_functions)
+
+
+def text(raw: Optional[bytes]) -> str:
+    """A string the library returned, decoded; "" for NULL."""
+    return raw.decode("utf-8", "replace") if raw is not None else ""
+
+
+def call(function: Callable[..., Any], *arguments: Any) -> Any:
+    """function(*arguments), raising what the library reports.
+
+    Parameters
+    ----------
+    function : ctypes function
+        One of the library's functions.
+    *arguments
+        Its arguments.
+
+    Returns
+    -------
+    object
+        What the function returned.
+
+    Raises
+    ------
+    QvtError
+        When the library reports a failure of this call on this thread; the
+        message is the library's own.
+    """
     from .errors import QvtError
 
     _errors.message = None
@@ -114,7 +185,7 @@ def call(function, *arguments):
     return result
 
 
-def blocking_call(function, *arguments):
+def blocking_call(function: Callable[..., Any], *arguments: Any) -> Any:
     """call(function, *arguments) with Ctrl-C held back until the library
     returns. Its usual handler would raise KeyboardInterrupt inside whichever
     callback runs Python on this thread meanwhile, and ctypes prints and
@@ -137,8 +208,8 @@ def blocking_call(function, *arguments):
 class _Holder:
     """A SIGINT handler that only notes the signal."""
 
-    def __init__(self):
-        self.heard = None
+    def __init__(self) -> None:
+        self.heard: List[Any] = []
 
-    def __call__(self, signum, frame):
-        self.heard = (signum, frame)
+    def __call__(self, signum: int, frame: Optional[FrameType]) -> None:
+        self.heard = [signum, frame]

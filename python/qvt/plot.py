@@ -6,10 +6,15 @@ its triggers and bad segments, the power spectra, and the impedances.
 
 Needs numpy, scipy, matplotlib and mne; draws off-screen (no display).
 """
+from __future__ import annotations
+
 import argparse
 import os
 import re
 import sys
+from typing import Any, Dict, List, Mapping, Optional, Sequence, Tuple
+
+Impedances = Mapping[str, Optional[float]]
 
 GOOD_BELOW_KOHM = 10.0  # the impedance a good electrode stays under
 ALPHA_BAND = (8.0, 12.0)
@@ -21,10 +26,23 @@ _TRIGGER = re.compile(r"^TRG\s+(\S+)$")
 # ---- what a picture is made of ----------------------------------------------
 
 
-def read_file(path):
-    """(raw, impedances) of a BDF recording. Channels named like 10-05
-    electrodes are EEG, TRG the trigger, the rest misc. Impedances come from
-    "Z <electrode> <value> kOhm" annotations at the start, {} without any."""
+def read_file(path: str) -> Tuple[Any, Dict[str, float]]:
+    """A BDF recording and the impedances written into it.
+
+    Parameters
+    ----------
+    path : str
+        The file.
+
+    Returns
+    -------
+    raw : mne.io.Raw
+        Channels named like 10-05 electrodes are EEG, TRG the trigger, the
+        rest misc.
+    impedances : dict of str to float
+        {electrode: kOhm} from "Z <electrode> <value> kOhm" annotations at
+        the start; {} without any.
+    """
     import mne
 
     raw = mne.io.read_raw_bdf(path, preload=True, infer_types=True, verbose="error")
@@ -41,8 +59,19 @@ def read_file(path):
     return raw, file_impedances(raw)
 
 
-def file_impedances(raw):
-    """{electrode: kOhm} from the "Z ..." annotations at the start of raw."""
+def file_impedances(raw: Any) -> Dict[str, float]:
+    """{electrode: kOhm} from the "Z ..." annotations at the start of raw.
+
+    Parameters
+    ----------
+    raw : mne.io.Raw
+        A recording.
+
+    Returns
+    -------
+    dict of str to float
+        In the order of raw's channels.
+    """
     found = {}
     for annotation in raw.annotations:
         match = _IMPEDANCE.match(annotation["description"].strip())
@@ -54,14 +83,28 @@ def file_impedances(raw):
     return dict(sorted(found.items(), key=lambda item: position.get(item[0], len(position))))
 
 
-def marks(raw):
-    """(triggers, bad spans): [(seconds, label)] of trigger onsets, from "TRG
-    <value>" annotations or else the stim channels, and [(start, end)] of the
-    annotations whose description begins with BAD."""
+def marks(raw: Any) -> Tuple[List[Tuple[float, str]], List[Tuple[float, float]]]:
+    """The trigger onsets and bad spans of a recording.
+
+    Parameters
+    ----------
+    raw : mne.io.Raw
+        A recording, with annotations or stim channels.
+
+    Returns
+    -------
+    triggers : list of (float, str)
+        (seconds, label) of every trigger onset, from "TRG <value>"
+        annotations or else the stim channels.
+    bad : list of (float, float)
+        (start, end) in seconds of the annotations whose description begins
+        with BAD.
+    """
     import numpy
 
     start = raw.first_time
-    triggers, bad = [], []
+    triggers: List[Tuple[float, str]] = []
+    bad: List[Tuple[float, float]] = []
     for annotation in raw.annotations:
         text = annotation["description"].strip()
         onset = annotation["onset"] - start
@@ -76,39 +119,73 @@ def marks(raw):
             # An onset is where the value changes to something other than 0.
             changed = numpy.flatnonzero((values[1:] != values[:-1]) & (values[1:] != 0)) + 1
             if values.size and values[0] != 0:
-                changed = numpy.concatenate(([0], changed))
+                changed = numpy.concatenate((numpy.zeros(1, dtype=changed.dtype), changed))
             triggers.extend((raw.times[i], f"{values[i]:g}") for i in changed)
     return sorted(triggers), bad
 
 
-def _picks(raw, kind):
+def _picks(raw: Any, kind: str) -> List[int]:
     return [i for i, t in enumerate(raw.get_channel_types()) if t == kind]
 
 
-def _nice(value):
+def _nice(value: float) -> float:
     """The round number at or just above value (1, 1.5, 2, 3, 5, 7.5 times a power of 10)."""
     import math
 
     if not value > 0:
         return 1.0
     power = 10 ** math.floor(math.log10(value))
-    return next(step * power for step in (1, 1.5, 2, 3, 5, 7.5, 10) if step * power >= value)
+    return float(next(step * power for step in (1, 1.5, 2, 3, 5, 7.5, 10) if step * power >= value))
 
 
-def live(seconds, impedance_seconds=2.0, port=None):
-    """(raw, impedances, title) from the headset: impedances measured first
-    (skipped for 0 seconds), then seconds of signal."""
+def live(seconds: float, impedance_seconds: float = 2.0,
+         port: Optional[str] = None) -> Tuple[Any, Dict[str, Optional[float]], str]:
+    """Signal and impedances from the headset.
+
+    Parameters
+    ----------
+    seconds : float
+        How much signal to read.
+    impedance_seconds : float, optional
+        How long to measure impedances first; 0 skips them.
+    port : str, optional
+        The serial device; None for QVTSerialPort's.
+
+    Returns
+    -------
+    raw : mne.io.RawArray
+        The signal.
+    impedances : dict of str to float or None
+        {electrode: kOhm}, as Headset.impedances gives them.
+    title : str
+        The picture's title.
+    """
     from .headset import Headset
 
     with Headset(port) as headset:
-        impedances = headset.impedances(impedance_seconds) if impedance_seconds > 0 else {}
+        impedances: Dict[str, Optional[float]] = {}
+        if impedance_seconds > 0:
+            impedances = headset.impedances(impedance_seconds)
         data, _ = headset.read(seconds)
         raw = headset.to_mne(data)
     return raw, impedances, title_of(raw)
 
 
-def title_of(raw, name=None):
-    """Model, serial number, rate and length, with name (a file's) first."""
+def title_of(raw: Any, name: Optional[str] = None) -> str:
+    """Model, serial number, rate and length of a recording, as one line.
+
+    Parameters
+    ----------
+    raw : mne.io.Raw
+        The recording.
+    name : str, optional
+        A file's name, put first.
+
+    Returns
+    -------
+    str
+        Such as "VirtualHeadset  ·  serial 20240001  ·  300 Hz  ·  10.0 s".
+    """
     device = raw.info.get("device_info") or {}
     parts = [name] if name else []
     if device.get("model"):
@@ -123,8 +200,26 @@ def title_of(raw, name=None):
 # ---- the picture --------------------------------------------------------------
 
 
-def figure(raw, impedances=None, seconds=10.0, title=None):
-    """The quick look at raw as a matplotlib Figure (not tied to a display)."""
+def figure(raw: Any, impedances: Optional[Impedances] = None, seconds: float = 10.0,
+           title: Optional[str] = None) -> Any:
+    """The quick look at a recording.
+
+    Parameters
+    ----------
+    raw : mne.io.Raw
+        The recording.
+    impedances : dict of str to float or None, optional
+        {electrode: kOhm}; None or {} shows "not measured".
+    seconds : float, optional
+        The length of the traces shown.
+    title : str, optional
+        The title; `title_of` raw by default.
+
+    Returns
+    -------
+    matplotlib.figure.Figure
+        Not tied to a display.
+    """
     import matplotlib
     from matplotlib.figure import Figure
 
@@ -138,13 +233,13 @@ def figure(raw, impedances=None, seconds=10.0, title=None):
     return fig
 
 
-def _eeg(raw):
+def _eeg(raw: Any) -> List[int]:
     """Indices of the channels to draw: the EEG ones, else all but stim."""
     picks = _picks(raw, "eeg")
     return picks or [i for i, t in enumerate(raw.get_channel_types()) if t != "stim"]
 
 
-def _draw_traces(ax, raw, seconds):
+def _draw_traces(ax: Any, raw: Any, seconds: float) -> None:
     import numpy
 
     picks = _eeg(raw)
@@ -184,19 +279,19 @@ def _draw_traces(ax, raw, seconds):
         ax.legend(handles=handles, loc="lower right", fontsize=9, framealpha=0.9)
 
 
-def _line_handle(color, label):
+def _line_handle(color: str, label: str) -> Any:
     from matplotlib.lines import Line2D
 
     return Line2D([], [], color=color, label=label)
 
 
-def _patch_handle(color, label):
+def _patch_handle(color: str, label: str) -> Any:
     from matplotlib.patches import Patch
 
     return Patch(color=color, alpha=0.4, label=label)
 
 
-def _draw_spectra(ax, raw):
+def _draw_spectra(ax: Any, raw: Any) -> None:
     import numpy
     from scipy.signal import welch
 
@@ -221,7 +316,7 @@ def _draw_spectra(ax, raw):
     ax.legend(loc="upper right", fontsize=9)
 
 
-def _peak(frequencies, power):
+def _peak(frequencies: Any, power: Any) -> Optional[float]:
     """The frequency from 4 to 30 Hz standing highest above the 1/f
     background (a straight line on log-log axes through 2 to 40 Hz)."""
     import numpy
@@ -232,10 +327,10 @@ def _peak(frequencies, power):
         return None
     slope, intercept = numpy.polyfit(numpy.log10(frequencies[fitted]), numpy.log10(power[fitted]), 1)
     above = numpy.log10(power[searched]) - (slope * numpy.log10(frequencies[searched]) + intercept)
-    return frequencies[searched][numpy.argmax(above)]
+    return float(frequencies[searched][numpy.argmax(above)])
 
 
-def _draw_impedances(ax, impedances):
+def _draw_impedances(ax: Any, impedances: Impedances) -> None:
     ax.set_title("Electrode impedances")
     if not impedances:
         ax.text(0.5, 0.5, "not measured", ha="center", va="center", fontsize=13, color="gray",
@@ -244,8 +339,8 @@ def _draw_impedances(ax, impedances):
         ax.set_yticks([])
         return
     names = list(impedances)
-    values = [impedances[n] if impedances[n] is not None else 0.0 for n in names]
-    colors = ["#bbbbbb" if impedances[n] is None else "#2ca02c" if impedances[n] < GOOD_BELOW_KOHM
+    values = [impedances[n] or 0.0 for n in names]
+    colors = ["#bbbbbb" if impedances[n] is None else "#2ca02c" if (impedances[n] or 0.0) < GOOD_BELOW_KOHM
               else "#d62728" for n in names]
     ax.bar(range(len(names)), values, color=colors)
     ax.axhline(GOOD_BELOW_KOHM, color="#555555", linestyle="--", linewidth=1,
@@ -263,8 +358,20 @@ def _draw_impedances(ax, impedances):
 # ---- command line ------------------------------------------------------------------
 
 
-def main(argv=None):
-    parser = argparse.ArgumentParser(prog="python3 -m qvt.plot", description=__doc__.split("\n\n")[0])
+def main(argv: Optional[Sequence[str]] = None) -> int:
+    """The command line: ``python3 -m qvt.plot FILE | --live SECONDS [-o PNG]``.
+
+    Parameters
+    ----------
+    argv : sequence of str, optional
+        The arguments; sys.argv's by default.
+
+    Returns
+    -------
+    int
+        The exit status, 0.
+    """
+    parser = argparse.ArgumentParser(prog="python3 -m qvt.plot", description=(__doc__ or "").split("\n\n")[0])
     parser.add_argument("file", nargs="?", help="a BDF recording")
     parser.add_argument("--live", type=float, metavar="SECONDS",
                         help="record this long from the headset instead")
@@ -281,6 +388,7 @@ def main(argv=None):
     import matplotlib
 
     matplotlib.use("Agg")
+    impedances: Impedances
     if options.live is not None:
         raw, impedances, title = live(options.live, options.impedance)
     else:
