@@ -48,10 +48,12 @@ tsan:
 
 bench: build
 	@for b in build/bin/*_bench; do echo "== $$b"; $$b --benchmark_min_time=0.5; done
-	@echo "== streaming at 600 Hz from the virtual headset: CPU share of the client (15 s each)"
+	@echo "== streaming at 600 Hz from the virtual headset: CPU share of the client, C and Python (15 s each)"
 	@for mode in background batches; do \
 		build/bin/qvt-emulator --rate 600 -- build/bin/streaming_cpu_share $$mode 15 2>/dev/null | tail -n 1; \
 	done
+	@QVT_LIBRARY=$(CURDIR)/build/lib/libqvt.so PYTHONPATH=$(CURDIR)/python build/bin/qvt-emulator --rate 600 -- \
+		/usr/bin/python3 bench/streaming/python_cpu_share.py 15 2>/dev/null | tail -n 1
 	@echo "== recording at 600 Hz from the virtual headset: CPU share of qvt-record, and of qvt-stream for comparison (20 s each)"
 	@for tool in "qvt-record --seconds 20 build/bench-recording.bdf" "qvt-stream --seconds 20"; do \
 		build/bin/qvt-emulator --rate 600 -- bash -c "TIMEFORMAT='%U %S %R'; time build/bin/$$tool >/dev/null 2>&1" 2>&1 | \
