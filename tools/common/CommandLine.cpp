@@ -60,7 +60,7 @@ CLI::Validator NumberFrom(double lowest, double highest) {
       "");
 }
 
-CommandLine::CommandLine(ProgramText programText) : text(std::move(programText)), app(text.description, text.name) {
+CommandLine::CommandLine(ProgramText programText) : text(std::move(programText)), app(text.description + "\n", text.name) {
   // Flags that end parsing come first: their callbacks run before any other
   // option's check, so that --help shows help whatever else is wrong.
   app.set_help_flag();

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -16,6 +17,7 @@
 #include "LibraryCalls.h"
 #include "Options.h"
 #include "SampleTimeline.h"
+#include "StandardOutput.h"
 #include "Tables.h"
 #include "qvt/qvt.h"
 
@@ -24,8 +26,8 @@ namespace {
 using namespace QVT::Stream;
 using namespace QVT::Tools;
 
-constexpr int kRuntimeFailure = 1;
-constexpr int kUsageFailure = 2;
+// "Until Ctrl-C" for the batch loop, which always wants a duration.
+constexpr double kForever = 1e9;
 
 // The headset's own time stamp of each sample, read beside the montage so
 // that lost samples show; not a channel of the summary.
@@ -57,7 +59,7 @@ void StreamChannels(QVT_Headset* headset, double seconds, ProgressDisplay& displ
         for (std::size_t i = 0; i < taken; ++i) timeline.Next(reader.At(channels.size(), i), wall);
         progress.lostSamples = timeline.LostSamples();
         progress.gaps = timeline.Gaps();
-        return true;
+        return StandardOutputFailure().empty();
       },
       display, progress);
 }
@@ -72,6 +74,10 @@ void PrintSummary(QVT_Headset* headset, const std::vector<ChannelRow>& rows, con
               Interrupted() ? " (interrupted)" : "", FormatAlarms(alarms, 16).c_str());
   // Statistics of no samples would read as a flat signal.
   if (progress.samples > 0) std::printf("\n%s", FormatChannelTable(rows).c_str());
+}
+
+void ThrowIfOutputFailed() {
+  if (const std::string failure = StandardOutputFailure(); !failure.empty()) throw RuntimeError(failure);
 }
 
 int Run(const Options& options) {
@@ -93,14 +99,20 @@ int Run(const Options& options) {
   }
 
   if (!Interrupted()) {
-    std::printf("\nStreaming for %g s (Ctrl-C stops)\n", options.seconds);
-    std::fflush(stdout);
+    if (options.seconds > 0.0)
+      std::printf("\nStreaming for %g s (Ctrl-C stops)\n", options.seconds);
+    else
+      std::printf("\nStreaming until Ctrl-C\n");
   }
+  // An output already gone (| head -1) or failing (a full disk) is not
+  // streamed to.
+  ThrowIfOutputFailed();
   Progress progress;
   std::vector<ChannelRow> rows;
   std::string lost;
   try {
-    StreamChannels(headset.get(), Interrupted() ? 0.0 : options.seconds, display, progress, rows);
+    const double seconds = options.seconds > 0.0 ? options.seconds : kForever;
+    StreamChannels(headset.get(), Interrupted() ? 0.0 : seconds, display, progress, rows);
   } catch (const LinkLostError& error) {
     lost = error.what();  // the summary of what came first is still told
   }
@@ -113,22 +125,19 @@ int Run(const Options& options) {
     Abandon(headset);
     throw RuntimeError(lost);
   }
+  ThrowIfOutputFailed();
   return 0;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
+  Options options;
+  CommandLine line(StreamProgramText(std::string("qvt-stream ") + QVT_STREAM_VERSION + " (library " +
+                                     QVT_GetAPIVersion() + ")"));
+  DeclareStreamOptions(line, options);
+  if (const std::optional<int> status = line.ParseOrExit(argc, argv)) return *status;
   try {
-    const Options options = ParseOptions(std::vector<std::string>(argv + 1, argv + argc));
-    if (options.help) {
-      std::printf("%s", UsageText().c_str());
-      return 0;
-    }
-    if (options.version) {
-      std::printf("qvt-stream %s (library %s)\n", QVT_STREAM_VERSION, QVT_GetAPIVersion());
-      return 0;
-    }
     InstallInterruptHandler();
     return ExitStatus(Run(options));
   } catch (const UsageError& error) {

@@ -7,6 +7,9 @@
 #   MODE=silent: a headset that falls silent ends the stream soon after the
 #   5 s wait for data, with the summary and status 1, instead of retrying a
 #   stop command for 20 s.
+#   MODE=lost_output: streaming until Ctrl-C stops with status 1 when its
+#   pipe's reader has gone (| head -c 1) or its output cannot be written
+#   (/dev/full), instead of running on for nobody.
 #   MODE=garbage: SECONDS of streaming from a headset that mixes blocks of
 #   random packets into its data succeed, and samples keep arriving.
 if(MODE STREQUAL "connection_failure")
@@ -47,6 +50,17 @@ elseif(MODE STREQUAL "silent")
   if(NOT status EQUAL 1 OR NOT err MATCHES "no data from the headset" OR NOT out MATCHES "samples in"
      OR seconds GREATER 16)
     message(FATAL_ERROR "status ${status} after ${seconds} s\nstdout:\n${out}\nstderr:\n${err}")
+  endif()
+elseif(MODE STREQUAL "lost_output")
+  execute_process(COMMAND ${EMULATOR} -- ${STREAM} COMMAND head -c 1
+    RESULTS_VARIABLE statuses OUTPUT_QUIET ERROR_VARIABLE err TIMEOUT 60)
+  if(NOT statuses MATCHES "^1;0$" OR NOT err MATCHES "qvt-stream: [^\n]*[Bb]roken pipe")
+    message(FATAL_ERROR "closed pipe: statuses ${statuses}, expected 1;0\nstderr:\n${err}")
+  endif()
+  execute_process(COMMAND ${EMULATOR} -- ${STREAM} OUTPUT_FILE /dev/full
+    RESULT_VARIABLE status ERROR_VARIABLE err TIMEOUT 60)
+  if(NOT status EQUAL 1 OR NOT err MATCHES "qvt-stream: [^\n]*No space left on device")
+    message(FATAL_ERROR "full disk: status ${status}, expected 1\nstderr:\n${err}")
   endif()
 elseif(MODE STREQUAL "garbage")
   execute_process(COMMAND ${EMULATOR} --garbage 0.2 --seed 7 -- ${STREAM} --seconds ${SECONDS}
