@@ -45,25 +45,40 @@ std::size_t RecordWriter::Queued() const {
   return queue.size();
 }
 
+template <typename Action>
+void RecordWriter::Attempt(std::unique_lock<std::mutex>& guard, Action action) {
+  guard.unlock();
+  std::string error;
+  try {
+    action();
+  } catch (const std::exception& e) {
+    error = e.what();
+  }
+  guard.lock();
+  if (!error.empty() && failure.empty()) {
+    failure = error;
+    queue.clear();
+  }
+}
+
 void RecordWriter::Run() {
   std::unique_lock<std::mutex> guard(lock);
+  const auto ready = [this] { return closing || !queue.empty(); };
   for (;;) {
-    wake.wait(guard, [this] { return closing || !queue.empty(); });
+    // Only this thread touches the file until Close has joined it.
+    if (file.Unsynced() && failure.empty()) {
+      const auto due = file.UnsyncedSince() + kSyncDelay;
+      if (!wake.wait_until(guard, due, ready) || std::chrono::steady_clock::now() >= due) {
+        Attempt(guard, [this] { file.Sync(); });
+        continue;
+      }
+    } else {
+      wake.wait(guard, ready);
+    }
     if (queue.empty()) return;  // closing, and everything is written
     Item item = std::move(queue.front());
     queue.pop_front();
-    guard.unlock();
-    std::string error;
-    try {
-      Write(item);
-    } catch (const std::exception& e) {
-      error = e.what();
-    }
-    guard.lock();
-    if (!error.empty() && failure.empty()) {
-      failure = error;
-      queue.clear();
-    }
+    Attempt(guard, [&] { Write(item); });
   }
 }
 

@@ -17,6 +17,8 @@
 #include "Abandoned.h"
 #include "BackgroundConnection.h"
 #include "BatchLoop.h"
+#include "BdfFile.h"
+#include "HeaderText.h"
 #include "HeadsetReport.h"
 #include "Interrupt.h"
 #include "LibraryCalls.h"
@@ -40,8 +42,10 @@ constexpr double kUnknownLag = -1.0;
 // Annotations every data record has room for: beyond them, neighbouring
 // gaps share one. More when the impedances must fit into a short recording.
 constexpr int kAnnotationSlots = 3;
-constexpr int kMostAnnotationSlots = 64;  // EDFlib's limit
-constexpr double kImpedanceRoomSeconds = 10.0;
+constexpr int kMostAnnotationSlots = 64;
+// The impedances fit into the first second, so that a recording cut short
+// soon after it began still has them.
+constexpr double kImpedanceRoomSeconds = 1.0;
 // Samples taken per read while emptying the buffers at the end.
 constexpr std::size_t kDrainChunk = 4096;
 
@@ -341,6 +345,17 @@ int Session::Run() {
   return 0;
 }
 
+// The header holds plain ASCII in a field of its own width: the user hears
+// what became of a name that does not fit it.
+void NoteSubject(const std::string& subject) {
+  const HeaderField stored = FitHeaderField(subject, BdfFile::kSubjectRoom);
+  if (stored.cut)
+    std::printf("The subject is too long for the file's header; it is cut to \"%s\"\n", stored.text.c_str());
+  else if (AsciiText(subject) != subject)
+    std::printf("The subject is written as \"%s\" (the file's header holds plain letters only)\n",
+                stored.text.c_str());
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -357,6 +372,7 @@ int main(int argc, char** argv) {
     CheckOutputFile(options.file, options.overwrite);
     const std::string port = ResolvePort(options.port);
     if (port.empty()) throw UsageError("no headset port: give --port or set QVTSerialPort");
+    NoteSubject(options.subject);
     InstallInterruptHandler();
     HeadsetHandle headset = Connect(port, options.verbosity);
     return ExitStatus(Session(options, port, std::move(headset)).Run());
