@@ -18,10 +18,13 @@ Tools::ProgramText RecordProgramText(const std::string& version) {
           "(24-bit, opened by EDFbrowser, MNE and others), with triggers, lost samples, alarms,\n"
           "impedances and link losses as annotations. The file is checked to be writable\n"
           "before the headset is connected.",
-          {{"0", "recorded (also when stopped by Ctrl-C)"},
-           {std::to_string(Tools::kRuntimeFailure), "the headset, the link or the file failed"},
-           {std::to_string(Tools::kUsageFailure), "a bad command line, or FILE exists and --overwrite was not given"},
-           {std::to_string(Tools::kInterruptedTwice), "a second Ctrl-C stopped it at once; the file holds what was written"}},
+          {{"0", "recorded (also when stopped by Ctrl-C); with --repair: FILE is sound or mended"},
+           {std::to_string(Tools::kRuntimeFailure),
+            "the headset, the link or the file failed, or --repair could not mend FILE"},
+           {std::to_string(Tools::kUsageFailure),
+            "a bad command line, or FILE exists and --overwrite was not given"},
+           {std::to_string(Tools::kInterruptedTwice),
+            "a second Ctrl-C stopped it at once; the file holds what was written"}},
           "QVTSerialPort names the headset's serial device when --port does not."};
 }
 
@@ -29,13 +32,21 @@ void DeclareRecordOptions(Tools::CommandLine& line, RecordOptions& options) {
   CLI::App& app = line.App();
   app.add_option("FILE", options.file, "the BDF+ file to write, ending in .bdf")
       ->type_name("")
-      ->required()
       ->check(CLI::Validator(
-          [](std::string& file) -> std::string {
-            if (EndsWith(file, ".bdf") || EndsWith(file, ".BDF")) return "";
-            return "the file must end in .bdf, not '" + file + "'";
+          [](std::string& name) -> std::string {
+            if (EndsWith(name, ".bdf") || EndsWith(name, ".BDF")) return "";
+            return "the file must end in .bdf, not '" + name + "'";
           },
           ""));
+  app.add_option("--repair", options.repair,
+                 "instead of recording, make FILE readable again after a crash, a power cut or a full disk, "
+                 "and say what was done; a sound file is left as it is")
+      ->type_name("FILE");
+  app.callback([&options] {
+    if (options.file.empty() && options.repair.empty()) throw CLI::RequiredError("FILE");
+    if (!options.file.empty() && !options.repair.empty())
+      throw CLI::ValidationError("--repair", "mends a file, and records none");
+  });
   line.AddPort(options.port);
   line.AddSeconds(options.seconds, "stop after SECONDS of signal");
   line.AddImpedance(options.impedanceSeconds);

@@ -17,6 +17,7 @@ struct RecordOptions {
   int verbosity = 2;
   double slowDiskSeconds = 0.0;  // added to every record written, for tests
   std::string file;
+  std::string repair;  // a file to mend instead of recording
 };
 
 Tools::ProgramText RecordProgramText(const std::string& version);

@@ -18,6 +18,7 @@
 #include "BackgroundConnection.h"
 #include "BatchLoop.h"
 #include "BdfFile.h"
+#include "BdfRepair.h"
 #include "HeaderText.h"
 #include "HeadsetReport.h"
 #include "Interrupt.h"
@@ -206,10 +207,10 @@ std::size_t Session::Take(std::size_t n) {
     if (!headerWritten) {
       // The first sample was taken about as long ago as the samples
       // behind it in the buffers last.
-      const double behind = (static_cast<double>(taken - i) +
-                             static_cast<double>(QVT_Headset_GetNumberOfBufferedSamples(h))) /
-                                rate +
-                            (lag != kUnknownLag ? lag : 0.0);
+      const double behind =
+          (static_cast<double>(taken - i) + static_cast<double>(QVT_Headset_GetNumberOfBufferedSamples(h))) /
+              rate +
+          (lag != kUnknownLag ? lag : 0.0);
       writer->SetHeader(
           {Equipment(h), options.subject,
            std::chrono::system_clock::now() - std::chrono::duration_cast<std::chrono::system_clock::duration>(
@@ -369,6 +370,11 @@ int main(int argc, char** argv) {
   DeclareRecordOptions(line, options);
   if (const std::optional<int> status = line.ParseOrExit(argc, argv)) return *status;
   try {
+    if (!options.repair.empty()) {
+      const RepairOutcome outcome = RepairRecording(options.repair);
+      std::printf("%s", outcome.report.c_str());
+      return outcome.readable ? 0 : kRuntimeFailure;
+    }
     CheckOutputFile(options.file, options.overwrite);
     const std::string port = ResolvePort(options.port);
     if (port.empty()) throw UsageError("no headset port: give --port or set QVTSerialPort");
