@@ -231,7 +231,12 @@ class Signals:
             timeout = _seconds(timeout, "timeout")
         configured = 0
         time_of_batch = ctypes.c_double()
+        due = time.monotonic()
         while True:
+            # The next batch is not released before a batch's time after
+            # the last: slept here rather than in the library's wait, which
+            # looks at the buffers every millisecond.
+            self._woken.wait(max(0.0, due - time.monotonic()))
             with self._turns:
                 self._start_acquisition()
                 size = max(1, int(self._timeline.rate * _BATCH_SECONDS + 0.5))
@@ -242,6 +247,7 @@ class Signals:
                 self._wait(lambda limit: int(self._call(lib.QVT_Headset_WaitForBatchTimeout, limit,
                                                         ctypes.byref(time_of_batch))), deadline, "a batch")
                 block = self._take(size)
+            due = time.monotonic() + size / self._timeline.rate - _EARLY
             yield block
 
     def impedances(self, seconds: float = 2.0, timeout: Optional[float] = None) -> Dict[str, Optional[float]]:
