@@ -83,6 +83,12 @@ EmulatorOptions ParseEmulatorOptions(int argc, char** argv) {
       options.refusedFamilies.push_back(Family(value()));
     } else if (arg == "--slow") {
       options.slow = true;
+    } else if (arg == "--drift") {
+      options.driftPpm = Number(arg, value(), -10000.0, 10000.0);
+    } else if (arg == "--jitter") {
+      options.jitterSeconds = Number(arg, value(), 0.0, 1000.0) / 1000.0;
+    } else if (arg == "--truth") {
+      options.truthFile = value();
     } else {
       throw "unknown option \"" + arg + "\" (see --help)";
     }
@@ -121,6 +127,14 @@ std::string EmulatorUsage(const std::string& program) {
          "                           may be repeated\n"
          "  --slow                   a narrow link (about 230400 baud) with slow replies; at\n"
          "                           600 Hz it loses the blocks it has no room for\n"
+         "Timing:\n"
+         "  --drift PPM              the sample clock runs this much fast (negative: slow)\n"
+         "  --jitter MS              hold each block of data back by a random delay of up to\n"
+         "                           MS milliseconds, in order, as a radio link does\n"
+         "  --truth FILE             write, each time streaming starts, when its samples were\n"
+         "                           taken: \"stream T0 RATE STAMP0\", sample k complete at\n"
+         "                           T0 + k / RATE seconds of CLOCK_MONOTONIC and stamped\n"
+         "                           STAMP0 + k / nominal rate by the headset\n"
          "  -h, --help               this text\n";
 }
 

@@ -23,6 +23,9 @@ struct EmulatorOptions {
   std::string dropLog;                             // file naming each packet never sent
   std::vector<std::uint8_t> refusedFamilies;
   bool slow = false;
+  double driftPpm = 0.0;
+  double jitterSeconds = 0.0;
+  std::string truthFile;  // when each stream's samples were truly taken
   bool help = false;
   std::vector<std::string> command;  // what follows "--"
 };

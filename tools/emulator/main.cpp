@@ -11,6 +11,7 @@
 #include "headset/CalibrationImages.h"
 #include "headset/HeadsetPeer.h"
 #include "headset/PseudoTerminal.h"
+#include "headset/TruthFile.h"
 
 namespace {
 
@@ -26,7 +27,7 @@ QVT::CalibrationImage Calibration(const std::string& layout) {
 }
 
 testing::PeerProfile Profile(const EmulatorOptions& options, std::shared_ptr<const SyntheticEEG> eeg,
-                             std::FILE* dropLog) {
+                             std::FILE* dropLog, std::FILE* truth) {
   testing::PeerProfile profile;
   profile.identity = "VirtualHeadset R1";
   profile.serialNumber = 20240001;
@@ -49,6 +50,13 @@ testing::PeerProfile Profile(const EmulatorOptions& options, std::shared_ptr<con
   profile.faults.silentAfter = options.silentAfter;
   for (const auto& [start, seconds] : options.outages) profile.faults.outages.push_back({start, seconds});
   profile.faults.slow = options.slow;
+  profile.faults.driftPpm = options.driftPpm;
+  profile.faults.jitterSeconds = options.jitterSeconds;
+  if (truth != nullptr)
+    profile.onStreamStart = [truth](const testing::StreamTruth& stream) {
+      std::fputs(testing::TruthLine(stream).c_str(), truth);
+      std::fflush(truth);
+    };
   profile.faults.seed = options.seed;
   if (dropLog != nullptr)
     profile.faults.onDropped = [dropLog](std::uint64_t position, bool garbled) {
@@ -75,10 +83,12 @@ int main(int argc, char** argv) {
 
   // Opened before the peer starts and closed after it has stopped.
   std::unique_ptr<std::FILE, int (*)(std::FILE*)> dropLog(nullptr, std::fclose);
-  if (!options.dropLog.empty()) {
-    dropLog.reset(std::fopen(options.dropLog.c_str(), "w"));
-    if (!dropLog) {
-      std::cerr << "qvt-emulator: cannot write " << options.dropLog << "\n";
+  std::unique_ptr<std::FILE, int (*)(std::FILE*)> truth(nullptr, std::fclose);
+  for (auto [name, file] : {std::pair{&options.dropLog, &dropLog}, std::pair{&options.truthFile, &truth}}) {
+    if (name->empty()) continue;
+    file->reset(std::fopen(name->c_str(), "w"));
+    if (!*file) {
+      std::cerr << "qvt-emulator: cannot write " << *name << "\n";
       return 2;
     }
   }
@@ -87,7 +97,7 @@ int main(int argc, char** argv) {
   const auto eeg = std::make_shared<const SyntheticEEG>(
       Calibration(options.layout),
       SignalSettings{options.seed, options.eyesClosed, options.impedanceKiloOhms});
-  testing::HeadsetPeer headset(line, Profile(options, eeg, dropLog.get()));
+  testing::HeadsetPeer headset(line, Profile(options, eeg, dropLog.get(), truth.get()));
   if (!options.refusedFamilies.empty()) {
     headset.SetPolicy([refused = options.refusedFamilies](const testing::WrittenCommand& command) {
       for (const std::uint8_t family : refused)

@@ -97,6 +97,7 @@ HeadsetPeer::HeadsetPeer(const PseudoTerminal& line, PeerProfile profile)
       calibrationMemory_(profile_.calibration),
       accelerometerRate_(U16LE(profile_.accelerometerRate)),
       dropRandom_(profile_.faults.seed),
+      jitterRandom_(profile_.faults.seed ^ 0x2545F4914F6CDD1Dull),
       garbleRandom_(profile_.faults.seed ^ 0x9E3779B97F4A7C15ull),
       garbageRandom_(profile_.faults.seed ^ 0x5851F42D4C957F2Dull) {
   fcntl(fd_, F_SETFL, fdFlags_ | O_NONBLOCK);
@@ -223,12 +224,17 @@ bool HeadsetPeer::WaitForCommands(std::size_t count, double seconds) const {
                         [&] { return commands_.size() >= count; });
 }
 
+double HeadsetPeer::TrueRate() const {
+  return profile_.samplingRate * (1.0 + profile_.faults.driftPpm * 1e-6);
+}
+
 void HeadsetPeer::Stream() {
   const double rate = profile_.samplingRate;
+  const double trueRate = TrueRate();
   const unsigned perBlock = profile_.packetsPerBlock == 0 ? 1 : profile_.packetsPerBlock;
   const double seconds =
       std::chrono::duration<double>(std::chrono::steady_clock::now() - streamStart_).count();
-  const auto due = static_cast<std::uint64_t>(seconds * rate);
+  const auto due = static_cast<std::uint64_t>(seconds * trueRate);
   const double startTicks = std::chrono::duration<double>(streamStart_ - begun_).count() * kTicksPerSecond;
   while (due >= streamPackets_ + perBlock && !stop_) {
     std::string packets;
@@ -256,22 +262,49 @@ void HeadsetPeer::Stream() {
     }
     streamPackets_ += perBlock;
     dataPacketsSent_ += perBlock;
-    pollfd room{fd_, POLLOUT, 0};
     const bool behind =
         profile_.faults.slow && static_cast<double>(due - streamPackets_) > rate * kSlowLineBacklogSeconds;
-    if (behind || poll(&room, 1, 0) <= 0 || !(room.revents & POLLOUT)) {  // dropped
+    if (behind) {
       if (profile_.faults.onDropped)
         for (const std::uint64_t position : carried) profile_.faults.onDropped(position, false);
       continue;
     }
-    std::lock_guard<std::mutex> lock(writeLock_);
-    Write(NextBlock(packets, firstTicks));
-    if (lastWriteGarbled_ && profile_.faults.onDropped)
-      for (const std::uint64_t position : carried) profile_.faults.onDropped(position, true);
-    if (profile_.faults.garbageRate > 0.0 &&
-        std::bernoulli_distribution(profile_.faults.garbageRate)(garbageRandom_))
-      Write(NextBlock(GarbagePackets(garbageRandom_, firstTicks, profile_.samplingRate), firstTicks));
+    // Held from when its last sample was complete, and never past the block
+    // before it: a radio link delays, it does not reorder.
+    const auto completed = streamStart_ + std::chrono::duration_cast<std::chrono::steady_clock::duration>(
+                                              std::chrono::duration<double>(static_cast<double>(streamPackets_) / trueRate));
+    auto release = completed;
+    if (profile_.faults.jitterSeconds > 0.0)
+      release += std::chrono::duration_cast<std::chrono::steady_clock::duration>(std::chrono::duration<double>(
+          std::uniform_real_distribution<double>(0.0, profile_.faults.jitterSeconds)(jitterRandom_)));
+    if (!held_.empty()) release = std::max(release, held_.back().release);
+    held_.push_back({release, std::move(packets), firstTicks, std::move(carried)});
   }
+  ReleaseHeld();
+}
+
+void HeadsetPeer::ReleaseHeld() {
+  const auto now = std::chrono::steady_clock::now();
+  while (!held_.empty() && held_.front().release <= now && !stop_) {
+    SendBlock(held_.front());
+    held_.pop_front();
+  }
+}
+
+void HeadsetPeer::SendBlock(const HeldBlock& block) {
+  pollfd room{fd_, POLLOUT, 0};
+  if (poll(&room, 1, 0) <= 0 || !(room.revents & POLLOUT)) {  // dropped
+    if (profile_.faults.onDropped)
+      for (const std::uint64_t position : block.carried) profile_.faults.onDropped(position, false);
+    return;
+  }
+  std::lock_guard<std::mutex> lock(writeLock_);
+  Write(NextBlock(block.packets, block.firstTicks));
+  if (lastWriteGarbled_ && profile_.faults.onDropped)
+    for (const std::uint64_t position : block.carried) profile_.faults.onDropped(position, true);
+  if (profile_.faults.garbageRate > 0.0 &&
+      std::bernoulli_distribution(profile_.faults.garbageRate)(garbageRandom_))
+    Write(NextBlock(GarbagePackets(garbageRandom_, block.firstTicks, profile_.samplingRate), block.firstTicks));
 }
 
 std::string HeadsetPeer::AccelerometerPackets(std::uint32_t ticks, double startTicks) {
@@ -313,8 +346,9 @@ void HeadsetPeer::Run() {
   char buffer[4096];
   while (!stop_) {
     if (streaming_) Stream();
+    ReleaseHeld();  // what was held back outlives a stop, as on a radio link
     pollfd ready{fd_, POLLIN, 0};
-    if (poll(&ready, 1, streaming_ ? 2 : 10) <= 0) continue;
+    if (poll(&ready, 1, streaming_ || !held_.empty() ? 1 : 10) <= 0) continue;
     const ssize_t got = (ready.revents & POLLIN) ? ::read(fd_, buffer, sizeof buffer) : -1;
     if (got <= 0) {
       usleep(1000);  // a hung-up line: do not spin
@@ -415,6 +449,14 @@ std::string HeadsetPeer::DefaultAnswer(const WrittenCommand& command) {
           streamStart_ = std::chrono::steady_clock::now();
           streamPackets_ = 0;
           accelerometerSamples_ = 0;
+          if (profile_.onStreamStart) {
+            // Sample k is complete one period after it began, at (k + 1) / rate.
+            const double startTicks =
+                std::chrono::duration<double>(streamStart_ - begun_).count() * kTicksPerSecond;
+            profile_.onStreamStart(
+                {std::chrono::duration<double>(streamStart_.time_since_epoch()).count() + 1.0 / TrueRate(),
+                 TrueRate(), static_cast<std::uint32_t>(startTicks) / kTicksPerSecond});
+          }
         }
         streaming_ = start;
         modes_[command.family] = start ? 1 : 0;

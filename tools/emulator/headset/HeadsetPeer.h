@@ -34,6 +34,7 @@
 #include "headset/CalibrationImages.h"
 #include "headset/HeadsetWire.h"
 #include "headset/PseudoTerminal.h"
+#include "headset/TruthFile.h"
 #include "model/CalibrationLayout.h"
 
 namespace QVT::testing {
@@ -66,6 +67,12 @@ struct PeerFaults {
   std::vector<Outage> outages;
   double garbageRate = 0.0;  // chance, after each block of data, of a block of random packets
   bool slow = false;         // a narrow link, and replies that take a while
+  // The sample clock's error: positive runs fast, sending more samples per
+  // real second than the nominal rate.
+  double driftPpm = 0.0;
+  // A radio link's delivery: each block of data held back by a random delay
+  // from 0 to this, never overtaking the block before it.
+  double jitterSeconds = 0.0;
   std::uint64_t seed = 1;
   // Told of every data packet that never went out, by its position in its
   // stream (counting from 0 each time streaming starts), and of every one
@@ -104,6 +111,8 @@ struct PeerProfile {
   // when a client begins to talk after a quiet spell.
   bool connectionAlarms = false;
   PeerFaults faults;
+  // Told when streaming starts, on the peer's thread.
+  std::function<void(const StreamTruth&)> onStreamStart;
 };
 
 class HeadsetPeer {
@@ -152,8 +161,20 @@ class HeadsetPeer {
   std::string DefaultAnswer(const WrittenCommand& command);
   void Run();
   void React(const WrittenCommand& command);
+  // A block of data made, waiting for its time on the line.
+  struct HeldBlock {
+    std::chrono::steady_clock::time_point release;
+    std::string packets;
+    std::uint32_t firstTicks = 0;
+    std::vector<std::uint64_t> carried;  // stream positions of its data packets
+  };
   // Sends the data packets due since streaming began.
   void Stream();
+  // Sends the held blocks whose time has come.
+  void ReleaseHeld();
+  void SendBlock(const HeldBlock& block);
+  // Samples per real second: the nominal rate, drift included.
+  double TrueRate() const;
   bool Write(std::string_view bytes);
   // Frames packets in the next block, stamped with the peer's clock.
   std::string NextBlock(std::string_view packets, std::uint32_t ticks);
@@ -193,6 +214,8 @@ class HeadsetPeer {
   std::uint64_t accelerometerSamples_ = 0;  // in this stream
   std::optional<std::chrono::steady_clock::time_point> lastCommandAt_;
   std::mt19937_64 dropRandom_;
+  std::mt19937_64 jitterRandom_;
+  std::deque<HeldBlock> held_;  // oldest first
 
   mutable std::mutex clockLock_;  // the clock is read by any block's sender
   std::optional<std::time_t> clockSetTo_;
