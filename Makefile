@@ -5,10 +5,10 @@ FUZZ_SECONDS ?= 60
 # Each target first installs the Debian packages it needs that are missing
 # (debian-packages.txt lists them by group).
 PACKAGES = .ci/install-packages
-# Tests left out of the usual runs: `ctest -L soak`.
-SLOW_TESTS = soak
+# Tests left out of the usual runs: `ctest -L soak`, `make fresh`.
+SLOW_TESTS = soak|fresh
 
-.PHONY: all build demo test asan tsan bench fuzz docs clean format
+.PHONY: all build demo test fresh asan tsan bench fuzz docs clean format
 
 all: build
 
@@ -31,6 +31,12 @@ test:
 	$(PACKAGES) demo build test
 	@$(MAKE) --no-print-directory build
 	ctest --test-dir build --output-on-failure -j $(JOBS) -LE '$(SLOW_TESTS)'
+
+# As root: a minimal Debian 12 system made with debootstrap runs `make demo`
+# and `make test` on a clone of this repository's last commit.
+fresh: build
+	$(PACKAGES) fresh
+	ctest --test-dir build --output-on-failure -L fresh
 
 asan:
 	$(PACKAGES) demo build test
