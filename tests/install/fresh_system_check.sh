@@ -66,6 +66,9 @@ chmod +x "$root/usr/sbin/policy-rc.d"
 git clone -q "$source_dir" "$root/root/qvt"
 
 stage "make demo, then make test, in the fresh system"
+# Killing unshare kills every process in there (--kill-child), and with them
+# go the mount namespace and its mounts. It ignores SIGTERM while it waits,
+# hence SIGKILL.
 unshare --mount --pid --fork --kill-child --propagation private -- bash -euo pipefail -c '
   root=$1
   mount -t proc proc "$root/proc"
@@ -75,7 +78,11 @@ unshare --mount --pid --fork --kill-child --propagation private -- bash -euo pip
   exec chroot "$root" /usr/bin/env -i HOME=/root LANG=C.UTF-8 TERM=dumb \
     PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin \
     bash -euo pipefail -c "cd /root/qvt; TIMEFORMAT=\"%R s\"; time make demo; time make test"
-' fresh_system "$root" "$work/archives"
+' fresh_system "$root" "$work/archives" &
+inside=$!
+trap 'kill -KILL "$inside" 2>/dev/null || true' EXIT
+trap 'exit 143' TERM INT HUP
+wait "$inside"
 
 stage "passed; removing $root"
 remove_system
