@@ -141,6 +141,11 @@ RepairOutcome RepairRecording(const std::string& path) {
     return outcome;
   }
   const long long size = status.st_size;
+  if (size == 0) {
+    // What a recording killed before its first record leaves.
+    outcome.report = path + " is empty: nothing was recorded into it; it is left as it is\n";
+    return outcome;
+  }
   Survey survey;
   try {
     survey = Look(file.fd, path, size);

@@ -69,7 +69,7 @@ TEST(BdfRepair, KeepsWholeRecordsAndFixesTheCount) {
       {"no whole record", sound.substr(0, sample.header + 5), false, sound.substr(0, sample.header + 5),
        "No whole data record"},
       {"not BDF", "# just a text file\n", false, "# just a text file\n", "is not a BDF or EDF file"},
-      {"empty", "", false, "", "is not a BDF or EDF file"},
+      {"empty", "", false, "", "is empty"},
   };
   for (const auto& c : cases) {
     Overwrite(sample.path, c.bytes);
