@@ -5,6 +5,7 @@
 #include "DatagramResponder.h"
 #include "FeedSession.h"
 #include "Log.h"
+#include "NetworkInterfaces.h"
 #include "SampleCodec.h"
 #include "ServiceState.h"
 
@@ -87,9 +88,11 @@ void Outlet::OpenDiscovery(const asio::ip::address& listen) {
       continue;
     }
     if (listen.is_unspecified()) {
-      // Bound to every address, the one socket hears the groups and broadcast.
-      if (unicast->set_option(asio::ip::multicast::join_group(group), error))
-        Log("cannot join " + name + ": " + error.message());
+      // Bound to every address, the one socket hears the groups (joined on
+      // every interface) and broadcast.
+      for (const auto& interface : MulticastInterfaces())
+        if (unicast->set_option(asio::ip::multicast::join_group(group.to_v4(), interface), error))
+          Log("cannot join " + name + " on " + interface.to_string() + ": " + error.message());
       continue;
     }
     // Bound to one address, the socket hears no multicast: each group gets a

@@ -34,6 +34,7 @@ std::vector<ResolvedStream> Resolve(std::string_view query, const ResolveTargets
   socket.set_option(asio::ip::multicast::outbound_interface(targets.multicastInterface));
   socket.set_option(asio::ip::multicast::enable_loopback(true));
   socket.set_option(asio::ip::multicast::hops(1));
+  socket.set_option(asio::socket_base::broadcast(true));  // for targets such as 255.255.255.255
 
   std::random_device entropy;
   const std::string queryId = std::to_string((std::uint64_t{entropy()} << 32) | entropy());

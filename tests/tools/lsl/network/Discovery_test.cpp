@@ -47,6 +47,15 @@ TEST(Discovery, StreamsAreFoundByQueryOverMulticastAndUnicast) {
   }
 }
 
+TEST(Discovery, AnOutletOnEveryAddressJoinsTheGroupsOnEveryInterface) {
+  OutletConfig everywhere;
+  everywhere.listenAddress = "0.0.0.0";
+  const Outlet outlet(StreamInfo({"qvt A", "EEG", 4, ChannelFormat::Float32, 250.0, "A"}), everywhere);
+  for (const char* group : {"224.0.0.183", "239.255.172.215"})
+    EXPECT_EQ(NamesOf(Resolve("type='EEG'", ResolveTargets::Multicast({group}), 300ms)), std::set<std::string>{"qvt A"})
+        << group;
+}
+
 TEST(Discovery, InfoIsServedOverTcp) {
   StreamInfo info({"qvt A", "EEG", 2, ChannelFormat::Float32, 250.0, "A"});
   info.Desc().append_child("reference").text().set("average");
