@@ -68,6 +68,8 @@ bench: build
 	@rm -f build/bench-recording.bdf
 	@echo "== latency on a pseudo-terminal (10 s each)"
 	@LD_PRELOAD=$(CURDIR)/build/lib/libqvtptymodem.so build/bin/streaming_latency 10
+	@echo "== LSL outlet at 600 Hz, 33 channels, one consumer on loopback, in a private network namespace (20 s)"
+	@if [ -x build/bin/lsl_outlet_cost ]; then tests/tools/lsl/network/in_private_network.sh build/bin/lsl_outlet_cost 20; fi
 
 # Builds every fuzz target with clang and runs each for FUZZ_SECONDS on its
 # seeds in fuzz/corpus/NAME, keeping what it finds in fuzz/corpus-NAME.
