@@ -107,6 +107,8 @@ std::vector<ElectrodeImpedance> MeasureImpedances(QVT_Headset* headset, double s
                               QVT_Source_IsFactoryReference(source) == 1});
     }
     ThrowIfFailed("cannot read the impedances");
+  } catch (const LinkLostError&) {
+    throw;  // no command gets through to a lost or silent headset
   } catch (...) {
     QVT_Headset_StopImpedanceDriver(headset);
     QVT_ClearError();

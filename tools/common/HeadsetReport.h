@@ -59,7 +59,9 @@ void DiscardBufferedSamples(QVT_Headset* headset);
 
 // Runs the impedance driver while streaming for the given seconds and
 // returns the impedance of every referential EEG electrode (none when Ctrl-C
-// cut the measurement short); the driver is stopped again, also on failure.
+// cut the measurement short); the driver is stopped again, also on failure,
+// unless the link is lost (LinkLostError, after which the caller lets go of
+// the headset as RunBatches says).
 std::vector<ElectrodeImpedance> MeasureImpedances(QVT_Headset* headset, double seconds,
                                                   ProgressDisplay& display);
 

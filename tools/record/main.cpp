@@ -47,8 +47,9 @@ constexpr int kMostAnnotationSlots = 64;
 // The impedances fit into the first second, so that a recording cut short
 // soon after it began still has them.
 constexpr double kImpedanceRoomSeconds = 1.0;
-// Samples taken per read while emptying the buffers at the end.
-constexpr std::size_t kDrainChunk = 4096;
+// Samples taken per read while emptying the buffers at the end: a batch's
+// worth, so that the read buffer stays a batch's size.
+constexpr std::size_t kDrainChunk = 64;
 
 double SecondsSince(Clock::time_point start) {
   return std::chrono::duration<double>(Clock::now() - start).count();
@@ -300,7 +301,12 @@ int Session::Run() {
   if (options.impedanceSeconds > 0.0) {
     std::printf("\nMeasuring impedances for %g s\n", options.impedanceSeconds);
     std::fflush(stdout);
-    impedances = MeasureImpedances(headset.get(), options.impedanceSeconds, display);
+    try {
+      impedances = MeasureImpedances(headset.get(), options.impedanceSeconds, display);
+    } catch (const LinkLostError&) {
+      Abandon(headset);  // taking it down would wait on a dead link
+      throw;
+    }
     for (const ElectrodeImpedance& electrode : impedances)
       if (!electrode.reference) std::printf("Z %-6s %6.1f kOhm\n", electrode.name.c_str(), electrode.kOhm);
   }

@@ -91,7 +91,13 @@ int Run(const Options& options) {
   if (options.impedanceSeconds > 0.0) {
     std::printf("\nMeasuring impedances for %g s\n", options.impedanceSeconds);
     std::fflush(stdout);
-    const auto electrodes = MeasureImpedances(headset.get(), options.impedanceSeconds, display);
+    std::vector<ElectrodeImpedance> electrodes;
+    try {
+      electrodes = MeasureImpedances(headset.get(), options.impedanceSeconds, display);
+    } catch (const LinkLostError&) {
+      Abandon(headset);  // taking it down would wait on a dead link
+      throw;
+    }
     if (!electrodes.empty())
       std::printf("%s", FormatImpedanceTable(electrodes, options.goodBelowKOhm).c_str());
     for (const auto& electrode : electrodes)

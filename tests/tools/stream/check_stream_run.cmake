@@ -40,17 +40,22 @@ elseif(MODE STREQUAL "narrow")
     message(FATAL_ERROR "exit status ${status}, expected samples lost in gaps:\n${out}")
   endif()
 elseif(MODE STREQUAL "silent")
-  string(TIMESTAMP begun "%s" UTC)
-  execute_process(COMMAND ${EMULATOR} --silent-after 5 -- ${STREAM} --seconds 60
-    RESULT_VARIABLE status OUTPUT_VARIABLE out ERROR_VARIABLE err TIMEOUT 120)
-  string(TIMESTAMP ended "%s" UTC)
-  math(EXPR seconds "${ended} - ${begun}")
-  # Connecting and data for 5 s, 4.5 s of silence and room for a busy
-  # machine; retrying the stop command took 20 s more.
-  if(NOT status EQUAL 1 OR NOT err MATCHES "no data from the headset" OR NOT out MATCHES "samples in"
-     OR seconds GREATER 16)
-    message(FATAL_ERROR "status ${status} after ${seconds} s\nstdout:\n${out}\nstderr:\n${err}")
-  endif()
+  # Silent while streaming (the summary is still told), and while measuring
+  # impedances.
+  foreach(phase "--seconds;60;samples in" "--impedance;60;Measuring impedances")
+    list(POP_BACK phase told)
+    string(TIMESTAMP begun "%s" UTC)
+    execute_process(COMMAND ${EMULATOR} --silent-after 5 -- ${STREAM} ${phase}
+      RESULT_VARIABLE status OUTPUT_VARIABLE out ERROR_VARIABLE err TIMEOUT 120)
+    string(TIMESTAMP ended "%s" UTC)
+    math(EXPR seconds "${ended} - ${begun}")
+    # Connecting and data for 5 s, 4.5 s of silence and room for a busy
+    # machine; retrying the stop commands took 20 s and more.
+    if(NOT status EQUAL 1 OR NOT err MATCHES "no data from the headset" OR NOT out MATCHES "${told}"
+       OR seconds GREATER 16)
+      message(FATAL_ERROR "${phase}: status ${status} after ${seconds} s\nstdout:\n${out}\nstderr:\n${err}")
+    endif()
+  endforeach()
 elseif(MODE STREQUAL "lost_output")
   execute_process(COMMAND ${EMULATOR} -- ${STREAM} COMMAND head -c 1
     RESULTS_VARIABLE statuses OUTPUT_QUIET ERROR_VARIABLE err TIMEOUT 60)
