@@ -83,7 +83,7 @@ def test_a_montage_set_every_10_ms_while_another_thread_reads(headset):
     stop.set()
     thread.join(timeout=10)
     assert not thread.is_alive() and not failures
-    assert changes > 30 and shapes <= {2, 3, 4} and len(shapes) >= 2
+    assert changes > 10 and shapes <= {2, 3, 4} and len(shapes) >= 2  # changes: about 50 in a plain build
 
 
 def test_impedances_wait_for_a_read_on_another_thread(headset):
