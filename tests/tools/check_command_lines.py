@@ -35,6 +35,8 @@ CASES = [
     ("qvt-stream", [*NO_HEADSET, "--seconds", "1", "--good-below", "5", "--log-level", "0"], 1, "nonexistent"),
     ("qvt-stream", ["--impedance", "0.1"], 2, "averaging time"),
     ("qvt-stream", ["stray"], 2, "stray"),
+    ("qvt-emulator", ["--rate", "500"], 2, "300 or 600"),
+    ("qvt-emulator", ["--drop-log", os.path.join(WORK, "no", "drops.txt")], 1, "No such file or directory"),
 ]
 for program in PROGRAMS:
     CASES.append((program, ["--no-such-option"], 2, "--no-such-option"))

@@ -123,7 +123,10 @@ void CommandLine::AddVerbosity(int& level) {
           ""));
 }
 
-void CommandLine::TakeCommandAfterDashes(std::vector<std::string>& target) { command = &target; }
+void CommandLine::TakeCommandAfterDashes(std::vector<std::string>& target) {
+  command = &target;
+  synopsisTail = "[-- COMMAND [ARGS...]]";
+}
 
 std::optional<std::string> CommandLine::Parse(std::vector<std::string> arguments) {
   if (command != nullptr) {
@@ -162,8 +165,14 @@ std::optional<int> CommandLine::ParseOrExit(int argc, char** argv) {
   }
 }
 
-std::string CommandLine::Help() const { return app.help(); }
+std::string CommandLine::Help() const {
+  std::string help = app.help();
+  // CLI11's usage line knows nothing of what follows "--".
+  if (const auto usage = help.find("Usage: "); usage != std::string::npos && !synopsisTail.empty())
+    help.insert(help.find('\n', usage), " " + synopsisTail);
+  return help;
+}
 
-std::string CommandLine::ManPage() const { return Tools::ManPage(app, text); }
+std::string CommandLine::ManPage() const { return Tools::ManPage(app, text, synopsisTail); }
 
 }  // namespace QVT::Tools

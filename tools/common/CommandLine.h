@@ -67,6 +67,7 @@ class CommandLine {
   ProgramText text;
   CLI::App app;
   std::vector<std::string>* command = nullptr;
+  std::string synopsisTail;
   int* verbosity = nullptr;
   int verboseCount = 0;
   int logLevel = -1;

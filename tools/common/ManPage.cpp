@@ -42,7 +42,7 @@ std::string RoffText(const std::string& text) {
   return escaped;
 }
 
-std::string ManPage(const CLI::App& app, const ProgramText& text) {
+std::string ManPage(const CLI::App& app, const ProgramText& text, const std::string& synopsisTail) {
   std::ostringstream page;
   page << ".TH " << Upper(text.name) << " 1 \"\" \"" << RoffText(text.version) << "\" \"User Commands\"\n"
        << ".SH NAME\n"
@@ -54,6 +54,7 @@ std::string ManPage(const CLI::App& app, const ProgramText& text) {
   for (const CLI::Option* option : positionals)
     page << (option->get_required() ? " \\fI" : " [\\fI") << RoffText(option->get_name(true))
          << (option->get_required() ? "\\fR" : "\\fR]");
+  if (!synopsisTail.empty()) page << " " << RoffText(synopsisTail);
   page << "\n.SH DESCRIPTION\n";
   // Paragraphs are separated by blank lines.
   std::istringstream description(text.description);

@@ -18,8 +18,9 @@ struct ProgramText {
   std::string environment;                                // may be empty
 };
 
-// The options shown are those in a group: CLI11 hides the others.
-std::string ManPage(const CLI::App& app, const ProgramText& text);
+// The options shown are those in a group: CLI11 hides the others. The
+// synopsis ends with synopsisTail, such as "[-- COMMAND [ARGS...]]".
+std::string ManPage(const CLI::App& app, const ProgramText& text, const std::string& synopsisTail);
 
 // Roff source of plain text: backslashes, and lines that would read as
 // requests, are escaped.

@@ -2,10 +2,11 @@
 #pragma once
 
 #include <cstdint>
-#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
+
+#include "CommandLine.h"
 
 namespace QVT::emulator {
 
@@ -26,13 +27,12 @@ struct EmulatorOptions {
   double driftPpm = 0.0;
   double jitterSeconds = 0.0;
   std::string truthFile;  // when each stream's samples were truly taken
-  bool help = false;
   std::vector<std::string> command;  // what follows "--"
 };
 
-// Throws std::string with a message for the user on a bad command line.
-EmulatorOptions ParseEmulatorOptions(int argc, char** argv);
+Tools::ProgramText EmulatorProgramText(const std::string& version);
 
-std::string EmulatorUsage(const std::string& program);
+// The option table; `options` receives the values as the line is parsed.
+void DeclareEmulatorOptions(Tools::CommandLine& line, EmulatorOptions& options);
 
 }  // namespace QVT::emulator

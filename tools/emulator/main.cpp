@@ -1,9 +1,12 @@
 // qvt-emulator: a virtual headset on a pseudo-terminal.
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <iostream>
 #include <memory>
+#include <optional>
 
 #include "ClientLauncher.h"
 #include "EmulatorOptions.h"
@@ -70,16 +73,9 @@ testing::PeerProfile Profile(const EmulatorOptions& options, std::shared_ptr<con
 
 int main(int argc, char** argv) {
   EmulatorOptions options;
-  try {
-    options = ParseEmulatorOptions(argc, argv);
-  } catch (const std::string& error) {
-    std::cerr << "qvt-emulator: " << error << "\n";
-    return 2;
-  }
-  if (options.help) {
-    std::cout << EmulatorUsage("qvt-emulator");
-    return 0;
-  }
+  QVT::Tools::CommandLine commandLine(EmulatorProgramText(std::string("qvt-emulator ") + QVT_EMULATOR_VERSION));
+  DeclareEmulatorOptions(commandLine, options);
+  if (const std::optional<int> status = commandLine.ParseOrExit(argc, argv)) return *status;
 
   // Opened before the peer starts and closed after it has stopped.
   std::unique_ptr<std::FILE, int (*)(std::FILE*)> dropLog(nullptr, std::fclose);
@@ -88,8 +84,8 @@ int main(int argc, char** argv) {
     if (name->empty()) continue;
     file->reset(std::fopen(name->c_str(), "w"));
     if (!*file) {
-      std::cerr << "qvt-emulator: cannot write " << *name << "\n";
-      return 2;
+      std::cerr << "qvt-emulator: cannot write " << *name << ": " << std::strerror(errno) << "\n";
+      return QVT::Tools::kRuntimeFailure;
     }
   }
   InstallStopHandlers();

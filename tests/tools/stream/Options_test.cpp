@@ -2,15 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include "tools/common/ParseWith.h"
+
 namespace QVT::Stream {
 namespace {
 
 Options Parse(const std::vector<std::string>& arguments) {
-  Options options;
-  Tools::CommandLine line(StreamProgramText("qvt-stream"));
-  DeclareStreamOptions(line, options);
-  line.Parse(arguments);
-  return options;
+  return Tools::ParseWith(StreamProgramText("qvt-stream"), DeclareStreamOptions, arguments);
 }
 
 TEST(StreamOptions, StreamsUntilCtrlCByDefaultAndJudgesImpedancesAgainstGoodBelow) {
