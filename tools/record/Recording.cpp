@@ -25,9 +25,17 @@ Recording::Recording(std::vector<Signal> recorded, double samplingRate, int samp
       triggerDelay(trigger >= 0 ? delay : 0),
       triggerLine(triggerDelay) {}
 
+const std::vector<int>& Recording::LastHeld() {
+  row = last;
+  if (triggerSignal >= 0)
+    row[static_cast<std::size_t>(triggerSignal)] = signals[static_cast<std::size_t>(triggerSignal)].ToDigital(lastTrigger);
+  return row;
+}
+
 void Recording::Settle(std::int64_t upTo) {
   while (!held.empty() && static_cast<std::int64_t>(settled) < upTo) {
-    HeldSample& sample = held.front();
+    const HeldSample& sample = held.front();
+    row = *sample.digital;
     if (triggerSignal >= 0) {
       const double trigger = sample.placed ? sample.trigger : lastTrigger;
       if (trigger != lastTrigger && trigger != 0.0) {
@@ -35,10 +43,9 @@ void Recording::Settle(std::int64_t upTo) {
         ++triggers;
       }
       lastTrigger = trigger;
-      sample.digital[static_cast<std::size_t>(triggerSignal)] =
-          signals[static_cast<std::size_t>(triggerSignal)].ToDigital(trigger);
+      row[static_cast<std::size_t>(triggerSignal)] = signals[static_cast<std::size_t>(triggerSignal)].ToDigital(trigger);
     }
-    Put(sample.digital);
+    Put(row);
     held.pop_front();
     ++settled;
   }
@@ -78,7 +85,7 @@ void Recording::NoteGaps() {
 
 void Recording::Add(const std::vector<double>& values) {
   for (std::size_t s = 0; s < signals.size(); ++s) last[s] = signals[s].ToDigital(values[s]);
-  held.push_back({last});
+  held.push_back({std::make_shared<const std::vector<int>>(last)});
   const auto position = static_cast<std::int64_t>(samples++);
   if (triggerSignal < 0) {
     Settle(position + 1);
@@ -99,9 +106,11 @@ void Recording::Fill(std::uint64_t n, const std::string& why) {
   Settle(static_cast<std::int64_t>(samples));
   triggerLine = Tools::TriggerTimeline(triggerDelay);
   Note(Seconds(), static_cast<double>(n) / rate, why);
-  for (std::uint64_t i = 0; i < n; ++i) held.push_back({last});
+  // Nothing can land on these: written at once, holding the last trigger.
+  const std::vector<int>& filling = LastHeld();
+  for (std::uint64_t i = 0; i < n; ++i) Put(filling);
   samples += n;
-  Settle(static_cast<std::int64_t>(samples));
+  settled += n;
   filled += n;
 }
 
@@ -112,7 +121,8 @@ void Recording::Lose(std::uint64_t n) {
   ++waiting.count;
   lost += n;
   ++gaps;
-  for (std::uint64_t i = 0; i < n; ++i) held.push_back({last});
+  const auto fill = std::make_shared<const std::vector<int>>(last);
+  for (std::uint64_t i = 0; i < n; ++i) held.push_back({fill});
   samples += n;
   filled += n;
   if (triggerDelay == 0) Settle(static_cast<std::int64_t>(samples));
@@ -140,7 +150,8 @@ void Recording::Finish() {
   if (padding == 0) return;
   Note(Seconds(), static_cast<double>(padding) / rate,
        "BAD end: " + std::to_string(padding) + " samples padded");
-  for (std::uint64_t i = 0; i < padding; ++i) Put(last);
+  const std::vector<int>& padded = LastHeld();
+  for (std::uint64_t i = 0; i < padding; ++i) Put(padded);
   samples += padding;
   settled += padding;
 }

@@ -8,6 +8,7 @@
 
 #include <cstdint>
 #include <deque>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -70,6 +71,9 @@ class Recording {
  private:
   // Writes the samples held back before position `upTo`.
   void Settle(std::int64_t upTo);
+  // The last values with the trigger written last: what fills a lost link
+  // and pads the end.
+  const std::vector<int>& LastHeld();
   void Put(const std::vector<int>& digital);
   void Note(double onset, double duration, std::string text);
   bool RoomForGap() const;
@@ -90,14 +94,16 @@ class Recording {
   unsigned triggerDelay;
   Tools::TriggerTimeline triggerLine;
   // The samples from position `settled` on, not yet written, with the
-  // trigger value that belongs to each when one has been placed there.
+  // trigger value that belongs to each when one has been placed there. The
+  // samples of a gap share the values they are filled with.
   struct HeldSample {
-    std::vector<int> digital;
+    std::shared_ptr<const std::vector<int>> digital;
     double trigger = 0.0;
     bool placed = false;
   };
   std::deque<HeldSample> held;
   std::uint64_t settled = 0;
+  std::vector<int> row;  // the sample being written
   std::uint64_t filled = 0;
   unsigned triggers = 0;
   std::uint64_t lost = 0;
