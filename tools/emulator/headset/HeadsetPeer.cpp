@@ -139,8 +139,7 @@ std::string HeadsetPeer::NextBlock(std::string_view packets, std::uint32_t ticks
 }
 
 std::uint32_t HeadsetPeer::TicksNow() const {
-  const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begun_).count();
-  return static_cast<std::uint32_t>(seconds * kTicksPerSecond);
+  return static_cast<std::uint32_t>(HeadsetTicks(std::chrono::steady_clock::now()));
 }
 
 WireClock HeadsetPeer::ClockNow() const {
@@ -224,6 +223,11 @@ bool HeadsetPeer::WaitForCommands(std::size_t count, double seconds) const {
                         [&] { return commands_.size() >= count; });
 }
 
+double HeadsetPeer::HeadsetTicks(std::chrono::steady_clock::time_point at) const {
+  return std::chrono::duration<double>(at - begun_).count() * kTicksPerSecond *
+         (1.0 + profile_.faults.driftPpm * 1e-6);
+}
+
 double HeadsetPeer::TrueRate() const {
   return profile_.samplingRate * (1.0 + profile_.faults.driftPpm * 1e-6);
 }
@@ -235,7 +239,7 @@ void HeadsetPeer::Stream() {
   const double seconds =
       std::chrono::duration<double>(std::chrono::steady_clock::now() - streamStart_).count();
   const auto due = static_cast<std::uint64_t>(seconds * trueRate);
-  const double startTicks = std::chrono::duration<double>(streamStart_ - begun_).count() * kTicksPerSecond;
+  const double startTicks = HeadsetTicks(streamStart_);
   while (due >= streamPackets_ + perBlock && !stop_) {
     std::string packets;
     std::vector<std::uint64_t> carried;  // stream positions in this block
@@ -451,8 +455,7 @@ std::string HeadsetPeer::DefaultAnswer(const WrittenCommand& command) {
           accelerometerSamples_ = 0;
           if (profile_.onStreamStart) {
             // Sample k is complete one period after it began, at (k + 1) / rate.
-            const double startTicks =
-                std::chrono::duration<double>(streamStart_ - begun_).count() * kTicksPerSecond;
+            const double startTicks = HeadsetTicks(streamStart_);
             profile_.onStreamStart(
                 {std::chrono::duration<double>(streamStart_.time_since_epoch()).count() + 1.0 / TrueRate(),
                  TrueRate(), static_cast<std::uint32_t>(startTicks) / kTicksPerSecond});

@@ -185,7 +185,9 @@ class HeadsetPeer {
   bool Silenced() const;
   // True when a byte was changed.
   bool Garble(std::string& bytes);
-  // Ticks (1/1800 s) since the peer began.
+  // Ticks (1/1800 s) of the headset's clock, which drifts with the sample
+  // clock, since the peer began: at a time, and now.
+  double HeadsetTicks(std::chrono::steady_clock::time_point at) const;
   std::uint32_t TicksNow() const;
   WireClock ClockNow() const;
 
