@@ -60,6 +60,12 @@ bench: build
 	done
 	@QVT_LIBRARY=$(CURDIR)/build/lib/libqvt.so PYTHONPATH=$(CURDIR)/python build/bin/qvt-emulator --rate 600 -- \
 		/usr/bin/python3 bench/streaming/python_cpu_share.py 15 2>/dev/null | tail -n 1
+	@echo "== acquisition stamps against the virtual headset's truth, 600 Hz (30 s each; see docs/timing.md)"
+	@for faults in "" "--drift 200 --jitter 10"; do \
+		echo "-- $${faults:-no drift, no jitter}"; \
+		build/bin/qvt-emulator --rate 600 $$faults --truth build/bench-truth.txt -- \
+			build/bin/clock_accuracy build/bench-truth.txt 30 2>/dev/null | grep -v '^ '; \
+	done
 	@echo "== recording at 600 Hz from the virtual headset: CPU share of qvt-record, and of qvt-stream for comparison (20 s each)"
 	@for tool in "qvt-record --seconds 20 build/bench-recording.bdf" "qvt-stream --seconds 20"; do \
 		build/bin/qvt-emulator --rate 600 -- bash -c "TIMEFORMAT='%U %S %R'; time build/bin/$$tool >/dev/null 2>&1" 2>&1 | \
