@@ -548,6 +548,7 @@ class Headset {
   std::uint64_t batchIndex = 0;            // batches released since the last configuration
   std::uint64_t rebaseBatchIndex = 0;      // batchIndex at the last rebase
   std::uint64_t lastUpdateBatchIndex = 0;  // batchIndex at the last controller update
+  bool refilling = false;                  // an underflow was reported and its batch is not out yet
   double rebaseTime = 0.0;                 // precision time at the last rebase
   double targetDelay = 0.0;                // seconds meant to stay buffered after a batch
   double estimatedSampleRate = 0.0;        // the rate the pacing clock runs at

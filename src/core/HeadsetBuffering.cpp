@@ -197,9 +197,14 @@ Headset::WaitOutcome Headset::WaitForBatch(const WaitLimit& limit, double& times
     timestamp = serial.Elapsed();
 
     if (Buffered() < size) {
-      if (WouldIssue(2)) IssueMessage("Real-time violation - refilling buffer and resetting controller", 2);
+      // A bounded wait that ends before the refill takes it up again on the
+      // next call: one underflow is reported once, not once per call.
+      if (!refilling && WouldIssue(2))
+        IssueMessage("Real-time violation - refilling buffer and resetting controller", 2);
+      refilling = true;
       why = WaitForSamples(size, limit);
       if (why != WaitOutcome::Ready) return why;
+      refilling = false;
       RebaseBufferingController(fs, true);
       timestamp = serial.Elapsed();
       Sleep(kSettleDelay);

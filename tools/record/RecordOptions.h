@@ -14,7 +14,7 @@ struct RecordOptions {
   std::string subject;
   bool reconnect = false;
   bool overwrite = false;  // an existing file is replaced, not refused
-  int verbosity = 2;
+  int verbosity = 1;  // link losses and serious warnings; -v adds resends, resynchronisation, alarms
   double slowDiskSeconds = 0.0;  // added to every record written, for tests
   std::string file;
   std::string repair;  // a file to mend instead of recording

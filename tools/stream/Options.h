@@ -13,7 +13,7 @@ struct Options {
   double seconds = 0.0;           // how long to stream; 0: until Ctrl-C
   double impedanceSeconds = 0.0;  // 0: impedances are not measured
   double goodBelowKOhm = 10.0;    // impedances below this are marked good
-  int verbosity = 2;              // level of library messages shown on stderr
+  int verbosity = 1;  // level of library messages shown on stderr: no per-packet ones unless asked
 };
 
 Tools::ProgramText StreamProgramText(const std::string& version);
