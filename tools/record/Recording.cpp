@@ -1,5 +1,6 @@
 #include "Recording.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace QVT::Record {
@@ -58,12 +59,26 @@ void Recording::Put(const std::vector<int>& digital) {
     sink.WriteRecord(record);
     inRecord = 0;
     ++records;
+    Release();
   }
 }
 
 void Recording::Note(double onset, double duration, std::string text) {
-  sink.Annotate(onset, duration, std::move(text));
+  const auto sample = static_cast<std::uint64_t>(std::max(0.0, std::floor(onset * rate + 1e-6)));
+  latestNoted = std::max(latestNoted, sample);
   ++annotations;
+  early.push_back({sample, onset, duration, std::move(text)});
+  Release();
+}
+
+void Recording::Release() {
+  const std::uint64_t reach = (records + 1) * static_cast<std::uint64_t>(recordSamples);
+  // In order: an annotation never overtakes one noted before it.
+  while (!early.empty() && early.front().sample < reach) {
+    EarlyNote& note = early.front();
+    sink.Annotate(note.onset, note.duration, std::move(note.text));
+    early.pop_front();
+  }
 }
 
 std::uint64_t Recording::AnnotationsBeyondRoom() const {
@@ -143,7 +158,8 @@ void Recording::Finish() {
   std::uint64_t count = records + (inRecord > 0 ? 1 : 0);
   const auto fits = [&] {
     const bool padded = count * static_cast<std::uint64_t>(recordSamples) > samples;
-    return count > 0 && count * static_cast<std::uint64_t>(slots) >= annotations + (padded ? 1 : 0);
+    return count > 0 && count * static_cast<std::uint64_t>(slots) >= annotations + (padded ? 1 : 0) &&
+           count * static_cast<std::uint64_t>(recordSamples) > latestNoted;
   };
   while (!fits()) ++count;
   const std::uint64_t padding = count * static_cast<std::uint64_t>(recordSamples) - samples;

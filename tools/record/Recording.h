@@ -76,6 +76,8 @@ class Recording {
   const std::vector<int>& LastHeld();
   void Put(const std::vector<int>& digital);
   void Note(double onset, double duration, std::string text);
+  // Hands on the annotations whose sample the record being filled reaches.
+  void Release();
   bool RoomForGap() const;
   void NoteGaps();
 
@@ -110,6 +112,17 @@ class Recording {
   unsigned gaps = 0;
   std::uint64_t records = 0;
   std::uint64_t annotations = 0;
+  // Annotations for samples still held back beyond the record being
+  // filled: a record never carries an annotation later than its own end,
+  // which a reader of a file cut short there would drop.
+  struct EarlyNote {
+    std::uint64_t sample;
+    double onset;
+    double duration;
+    std::string text;
+  };
+  std::deque<EarlyNote> early;
+  std::uint64_t latestNoted = 0;  // the sample of the latest onset
   struct PendingGaps {
     double onset = 0.0;
     double end = 0.0;

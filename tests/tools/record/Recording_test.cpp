@@ -38,12 +38,13 @@ class Collected : public RecordSink {
  public:
   void WriteRecord(std::vector<int> digital) override { records.push_back(std::move(digital)); }
   void Annotate(double onset, double duration, std::string text) override {
-    annotations.push_back({onset, duration, std::move(text)});
+    annotations.push_back({onset, duration, std::move(text), records.size()});
   }
   struct Annotation {
     double onset;
     double duration;
     std::string text;
+    std::size_t recordsBefore;  // written before it was handed on
   };
   std::vector<std::vector<int>> records;
   std::vector<Annotation> annotations;
@@ -82,6 +83,26 @@ TEST(Recording, KeepsTheTimeLineTrueAcrossGapsAndMarksTriggersAndTheEnd) {
   }
   EXPECT_EQ(recording.FilledSamples(), 2u);
   EXPECT_EQ(recording.Triggers(), 2u);
+}
+
+// A file cut short after any record must not hold an annotation later than
+// its end: readers drop those.
+TEST(Recording, NoAnnotationGoesIntoARecordThatEndsBeforeIt) {
+  Collected sink;
+  const Signal counts = CountSignal("x", "");
+  // Records of 4 samples at 10 Hz; the trigger held back by 6 samples.
+  Recording recording({counts, counts}, 10.0, 4, 1, sink, 8, 6);
+  for (int i = 0; i < 30; ++i) {
+    recording.Add({static_cast<double>(i), i % 7 == 0 ? 1.0 : 0.0});
+    if (i % 5 == 2) recording.Lose(1);
+    if (i % 9 == 4) recording.Annotate("ALARM x");
+  }
+  recording.Finish();
+  ASSERT_GT(sink.annotations.size(), 10u);
+  for (const auto& note : sink.annotations)
+    EXPECT_LT(note.onset * 10.0, static_cast<double>(note.recordsBefore + 1) * 4.0 - 0.5) << note.text << " at " << note.onset;
+  EXPECT_EQ(sink.records.size() * 4, recording.Samples());
+  EXPECT_GE(sink.records.size() * 8, sink.annotations.size());
 }
 
 TEST(Recording, GapsShareAnnotationsRatherThanOutrunTheFilesRoom) {
