@@ -15,6 +15,7 @@ std::string FormatProgress(const Progress& progress) {
        << " Hz  buffered " << progress.buffered << "  overflowed " << progress.overflowed << "  lost "
        << progress.lostSamples << " in " << progress.gaps << (progress.gaps == 1 ? " gap" : " gaps");
   if (progress.fileBytes >= 0) text << "  file " << static_cast<double>(progress.fileBytes) / 1e6 << " MB";
+  text << progress.extra;
   return text.str();
 }
 
@@ -29,7 +30,8 @@ void ProgressDisplay::Update(const Progress& progress) {
   } else {
     const double second = std::floor(progress.elapsedSeconds);
     if (second <= lastShown) return;
-    std::fprintf(out, "%s\n", FormatProgress(progress).c_str());
+    lastLine = FormatProgress(progress);
+    std::fprintf(out, "%s\n", lastLine.c_str());
     lastShown = second;
   }
   std::fflush(out);
@@ -37,6 +39,10 @@ void ProgressDisplay::Update(const Progress& progress) {
 
 void ProgressDisplay::Finish(const Progress& last) {
   if (terminal && drawn) std::fprintf(out, "\r%s\033[K\n", FormatProgress(last).c_str());
+  if (!terminal && lastShown >= 0.0 && FormatProgress(last) != lastLine) {
+    lastLine = FormatProgress(last);
+    std::fprintf(out, "%s\n", lastLine.c_str());
+  }
   drawn = false;
   std::fflush(out);
 }

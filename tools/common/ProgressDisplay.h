@@ -16,10 +16,13 @@ struct Progress {
   std::uint64_t lostSamples = 0;  // on the way from the headset
   unsigned gaps = 0;
   std::int64_t fileBytes = -1;  // negative: nothing is written
+  double driftPpm = 0.0;         // the headset's clock, as fitted; shown by whoever adds it to `extra`
+  std::string extra;             // more fields, each starting with two blanks
 };
 
 // "elapsed 2.0 s  samples 500  rate 250.0 Hz  buffered 13  overflowed 0
-// lost 0 in 0 gaps", then "  file 1.2 MB" when a file is written; the rate
+// lost 0 in 0 gaps", then "  file 1.2 MB" when a file is written and any
+// extra fields; the rate
 // is samples per elapsed second (0 before any time has passed).
 std::string FormatProgress(const Progress& progress);
 
@@ -29,7 +32,8 @@ class ProgressDisplay {
 
   void Update(const Progress& progress);
   // Redraws the final state and ends the line so that what follows starts
-  // on a fresh one.
+  // on a fresh one; in a log, adds the final state unless it was the last
+  // line shown.
   void Finish(const Progress& last);
 
  private:
@@ -37,6 +41,7 @@ class ProgressDisplay {
   bool terminal;
   bool drawn = false;
   double lastShown = -1.0;
+  std::string lastLine;  // in a log
 };
 
 }  // namespace QVT::Tools

@@ -13,6 +13,7 @@
 #include "BatchLoop.h"
 #include "HeadsetReport.h"
 #include "MontagePlan.h"
+#include "RecordingPart.h"
 #include "RecordWriter.h"
 #include "Recording.h"
 
@@ -33,13 +34,13 @@ TEST(RecordedFile, HoldsWhatTheLibraryDeliveredWithinOneStep) {
   Tools::HeadsetHandle headset = Tools::Connect(Tools::ResolvePort("DEFAULT"), 1);
   const double rate = QVT_Headset_GetSamplingRate(headset.get());
   const int recordSamples = static_cast<int>(rate / 10);
-  const std::vector<ChannelPlan> plan = PlanChannels(headset.get());
-  const Channels channels = PrepareMontage(headset.get(), plan);
+  const std::vector<Session::ChannelPlan> plan = Session::PlanChannels(headset.get());
+  const Session::Channels channels = Session::PrepareMontage(headset.get(), plan);
   std::vector<Signal> signals;
   int trigger = -1;
-  for (const ChannelPlan& entry : plan) {
-    if (entry.trigger) trigger = static_cast<int>(signals.size());
-    signals.push_back(entry.signal);
+  for (const Session::ChannelPlan& entry : plan) {
+    if (entry.kind == Session::ChannelKind::Trigger) trigger = static_cast<int>(signals.size());
+    signals.push_back(SignalOf(entry));
   }
   ASSERT_GE(trigger, 0);
 

@@ -46,9 +46,20 @@ TEST(StreamTables, ImpedanceColumnAppearsOnlyWhenMeasured) {
 
 TEST(StreamProgress, RateIsZeroBeforeAnyTimeHasPassed) {
   using Tools::FormatProgress;
-  EXPECT_EQ(FormatProgress({0.0, 10, 3, 0, 7, 1}),
+  const auto progress = [](double elapsed, std::uint64_t samples, unsigned buffered, std::uint64_t lost,
+                           unsigned gaps, std::int64_t fileBytes) {
+    Tools::Progress made;
+    made.elapsedSeconds = elapsed;
+    made.samples = samples;
+    made.buffered = buffered;
+    made.lostSamples = lost;
+    made.gaps = gaps;
+    made.fileBytes = fileBytes;
+    return made;
+  };
+  EXPECT_EQ(FormatProgress(progress(0.0, 10, 3, 7, 1, -1)),
             "elapsed 0.0 s  samples 10  rate 0.0 Hz  buffered 3  overflowed 0  lost 7 in 1 gap");
-  EXPECT_NE(FormatProgress({2.0, 600, 0, 0, 0, 0, 1500000})
+  EXPECT_NE(FormatProgress(progress(2.0, 600, 0, 0, 0, 1500000))
                 .find("rate 300.0 Hz  buffered 0  overflowed 0  "
                       "lost 0 in 0 gaps  file 1.5 MB"),
             std::string::npos);

@@ -6,7 +6,7 @@
 #include "Abandoned.h"
 #include "LibraryCalls.h"
 
-namespace QVT::Record {
+namespace QVT::Session {
 
 struct BackgroundConnection::State {
   std::mutex lock;
@@ -59,4 +59,4 @@ Tools::HeadsetHandle BackgroundConnection::Take(Channels& channels) {
   return std::move(state->headset);
 }
 
-}  // namespace QVT::Record
+}  // namespace QVT::Session

@@ -11,7 +11,7 @@
 #include "HeadsetReport.h"
 #include "MontagePlan.h"
 
-namespace QVT::Record {
+namespace QVT::Session {
 
 class BackgroundConnection {
  public:
@@ -35,4 +35,4 @@ class BackgroundConnection {
   std::shared_ptr<State> state;
 };
 
-}  // namespace QVT::Record
+}  // namespace QVT::Session

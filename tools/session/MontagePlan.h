@@ -1,20 +1,22 @@
-// How a headset's montage is recorded: a signal per channel, scaled by what
-// the channel reads, and the montage rebuilt on a new connection.
+// What each channel of a headset's montage reads (electrode in µV, trigger,
+// or some other count), and the montage rebuilt on a new connection.
 #pragma once
 
 #include <string>
 #include <vector>
 
-#include "Signal.h"
 #include "qvt/qvt.h"
 
-namespace QVT::Record {
+namespace QVT::Session {
 
-// What one channel of the montage records as.
+enum class ChannelKind { Electrode, Trigger, Count };
+
+// What one channel of the montage reads.
 struct ChannelPlan {
   std::string specification;  // to rebuild the montage after a reconnection
-  Signal signal;
-  bool trigger = false;
+  std::string label;
+  ChannelKind kind = ChannelKind::Count;
+  double gain = 0.0;  // electrodes: µV per count of the headset's converter
 };
 
 // Electrode channels in µV by their first source's gain, the trigger, and
@@ -34,4 +36,4 @@ struct Channels {
 // the factory one) plus the two clocks. Throws QVT::Tools::RuntimeError.
 Channels PrepareMontage(QVT_Headset* headset, const std::vector<ChannelPlan>& plan);
 
-}  // namespace QVT::Record
+}  // namespace QVT::Session

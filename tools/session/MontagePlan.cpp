@@ -6,7 +6,7 @@
 #include "HeadsetReport.h"
 #include "LibraryCalls.h"
 
-namespace QVT::Record {
+namespace QVT::Session {
 
 using Tools::Copy;
 using Tools::DiscardBufferedSamples;
@@ -39,7 +39,8 @@ std::vector<ChannelPlan> PlanChannels(QVT_Headset* headset) {
   for (QVT_Channel* channel : MontageChannels(headset)) {
     ChannelPlan entry;
     entry.specification = Copy(QVT_Channel_GetString(channel));
-    const std::string name = Copy(QVT_Channel_GetName(channel));
+    entry.label = Copy(QVT_Channel_GetName(channel));
+    bool trigger = false;
     // Channels answer "trigger" whatever they read; their sources know. An
     // electrode channel may start with the headset's own reference, whose
     // gain is 0: the largest gain of its electrodes sets its scale.
@@ -48,19 +49,19 @@ std::vector<ChannelPlan> PlanChannels(QVT_Headset* headset) {
     for (const std::string& sourceName : SourceNames(entry.specification)) {
       QVT_Source* source = QVT_Headset_GetSourceByName(headset, sourceName.c_str());
       if (source == nullptr) continue;
-      entry.trigger = entry.trigger || QVT_Source_IsTrigger(source) == 1;
+      trigger = trigger || QVT_Source_IsTrigger(source) == 1;
       if (QVT_Source_IsSensor(source) == 1) {
         electrode = true;
         gain = std::max(gain, QVT_Source_GetGain(source));
       }
     }
     QVT_ClearError();  // a name in a specification need not be a source's
-    if (entry.trigger)
-      entry.signal = CountSignal(name, "");
-    else if (electrode && gain > 0.0)
-      entry.signal = ElectrodeSignal(name, gain);
-    else
-      entry.signal = CountSignal(name, "count");
+    if (trigger) {
+      entry.kind = ChannelKind::Trigger;
+    } else if (electrode && gain > 0.0) {
+      entry.kind = ChannelKind::Electrode;
+      entry.gain = gain;
+    }
     plan.push_back(entry);
   }
   ThrowIfFailed("cannot read the montage");
@@ -72,14 +73,14 @@ Channels PrepareMontage(QVT_Headset* headset, const std::vector<ChannelPlan>& pl
   bool same = current.size() == plan.size();
   for (std::size_t c = 0; same && c < plan.size(); ++c)
     same = Copy(QVT_Channel_GetString(current[c])) == plan[c].specification &&
-           Copy(QVT_Channel_GetName(current[c])) == plan[c].signal.label;
+           Copy(QVT_Channel_GetName(current[c])) == plan[c].label;
   if (!same) {
     QVT_Headset_ForgetMontage(headset);
     for (const ChannelPlan& entry : plan) {
       QVT_Headset_AddChannelToMontage_FromString(headset, entry.specification.c_str(), 0);
       QVT_Channel_SetName(
           QVT_Headset_GetChannelByIndex(headset, QVT_Headset_GetNumberOfChannels(headset) - 1),
-          entry.signal.label.c_str());
+          entry.label.c_str());
     }
     ThrowIfFailed("cannot restore the montage");
   }
@@ -96,4 +97,4 @@ Channels PrepareMontage(QVT_Headset* headset, const std::vector<ChannelPlan>& pl
   return channels;
 }
 
-}  // namespace QVT::Record
+}  // namespace QVT::Session
