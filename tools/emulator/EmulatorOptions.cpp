@@ -39,9 +39,11 @@ Tools::ProgramText EmulatorProgramText(const std::string& version) {
           "A virtual headset on a pseudo-terminal. With a COMMAND after --, runs it with\n"
           "QVTSerialPort naming the virtual device and LD_PRELOAD giving that device the modem\n"
           "lines of a serial port, and exits with the command's status. Without one, prints\n"
-          "how to connect and runs until interrupted.",
+          "how to connect and runs until interrupted. With --playback, the headset's signals are\n"
+          "those of an EDF, EDF+, BDF or BDF+ recording instead of synthetic ones.",
           {{"0", "stopped by Ctrl-C (without a COMMAND)"},
-           {std::to_string(Tools::kRuntimeFailure), "the drop log or the truth file could not be written"},
+           {std::to_string(Tools::kRuntimeFailure),
+            "the drop log or the truth file could not be written, or the recording cannot be played"},
            {std::to_string(Tools::kUsageFailure), "a bad command line"},
            {"127", "the COMMAND could not be run"},
            {"N", "with a COMMAND, its exit status (128 + the signal's number when a signal ended it)"}},
@@ -72,6 +74,17 @@ void DeclareEmulatorOptions(Tools::CommandLine& line, EmulatorOptions& options) 
       ->type_name("KOHM")
       ->group("Signals")
       ->check(NumberFrom(0.0, 40.0));
+  app.add_option("--playback", options.playback,
+                 "play this EDF/BDF recording: signals on the slots their labels name, resampled to the "
+                 "headset's rate, triggers from its trigger or status signal or its \"TRG n\" annotations, "
+                 "impedances from its \"Z <electrode> <value> kOhm\" annotations; silent at its end")
+      ->type_name("FILE")
+      ->group("Signals");
+  app.add_option("--speed", options.speed, "play the recording this many times faster than real time (default 1)")
+      ->type_name("X")
+      ->group("Signals")
+      ->check(NumberFrom(0.01, 100.0));
+  app.add_flag("--loop", options.loop, "start the recording again at its end")->group("Signals");
   app.add_flag("--eyes-closed", options.eyesClosed, "stronger alpha rhythm")->group("Signals");
   app.add_option("--seed", options.seed, "seed of every random choice (default 1)")
       ->type_name("N")

@@ -27,6 +27,9 @@ struct EmulatorOptions {
   double driftPpm = 0.0;
   double jitterSeconds = 0.0;
   std::string truthFile;  // when each stream's samples were truly taken
+  std::string playback;   // a recording to play instead of synthetic signals
+  double speed = 1.0;     // times real time
+  bool loop = false;      // the recording starts again at its end
   std::vector<std::string> command;  // what follows "--"
 };
 

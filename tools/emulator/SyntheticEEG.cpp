@@ -5,7 +5,7 @@
 #include <random>
 #include <string_view>
 
-#include "headset/HeadsetWire.h"
+#include "SlotPacket.h"
 #include "model/SourceID.h"
 
 namespace QVT::emulator {
@@ -13,11 +13,6 @@ namespace QVT::emulator {
 namespace {
 
 constexpr double kTwoPi = 6.283185307179586;
-// What the host multiplies the averaged carrier products by to get kilo-ohms.
-constexpr double kEEGImpedanceFactor = 0.01950289701;
-constexpr double kCMFImpedanceFactor = 0.023916328222799998;
-constexpr double kEEGCarrierHz = 110.0;
-constexpr double kCMFCarrierHz = 130.0;
 // Nominal microvolts per raw count of a sensor; the slot's gain trim scales it.
 constexpr double kSensorGain = 0.301;
 
@@ -30,7 +25,6 @@ constexpr double kLineMicrovolts = 4.0;
 constexpr double kBlinkSeconds = 0.3;
 constexpr double kBlinkPatternSeconds = 20.0;
 constexpr double kTriggerPulseSeconds = 0.02;
-constexpr int kSevenElectrodeSlots = 7;
 
 constexpr double kCountsPerG = 1024.0;
 
@@ -56,7 +50,7 @@ double BlinkAmplitude(std::string_view name) {
 }  // namespace
 
 SyntheticEEG::SyntheticEEG(const CalibrationImage& calibration, const SignalSettings& settings)
-    : settings_(settings), triggerShift_(PresentSlotCount(calibration) == kSevenElectrodeSlots ? 4 : 0) {
+    : settings_(settings), triggerShift_(TriggerShift(calibration)) {
   std::mt19937_64 random(settings.seed);
   std::uniform_real_distribution<double> phase(0.0, kTwoPi);
   for (int k = 0; k < CalibrationLayout::kSlots; ++k) {
@@ -97,26 +91,18 @@ double SyntheticEEG::Microvolts(int slotIndex, double t) const {
   return v;
 }
 
-double SyntheticEEG::CarrierCounts(int slotIndex, double factor) const {
-  // The host averages carrier times signal: a cosine of amplitude A gives
-  // A / 2, which it scales by factor. The signal is raw counts times gain.
-  return 2.0 * settings_.impedanceKiloOhms / (factor * slots_[static_cast<std::size_t>(slotIndex)].gain);
-}
-
 std::string SyntheticEEG::PacketBody(double t, double stampSeconds, bool impedanceDriver) const {
   const double sinceSecond = t - std::floor(t);
-  std::string body(1, static_cast<char>(sinceSecond < kTriggerPulseSeconds ? 1 << triggerShift_ : 0));
+  const auto trigger = static_cast<std::uint8_t>(sinceSecond < kTriggerPulseSeconds ? 1 << triggerShift_ : 0);
+  std::array<double, CalibrationLayout::kSlots> raw{};
   for (int k = 0; k < CalibrationLayout::kSlots; ++k) {
     const Slot& slot = slots_[static_cast<std::size_t>(k)];
-    double raw = Microvolts(k, t) / slot.gain;
-    if (impedanceDriver && slot.electrode) {
-      raw += CarrierCounts(k, kEEGImpedanceFactor) * std::cos(kTwoPi * kEEGCarrierHz * stampSeconds);
-      raw += CarrierCounts(k, kCMFImpedanceFactor) * std::cos(kTwoPi * kCMFCarrierHz * stampSeconds);
-    }
-    const long counts = std::lround(std::clamp(raw, -32768.0, 32767.0));
-    body += testing::U16LE(static_cast<unsigned>(counts) & 0xFFFFu);
+    raw[static_cast<std::size_t>(k)] =
+        Microvolts(k, t) / slot.gain +
+        (impedanceDriver && slot.electrode ? CarrierCounts(settings_.impedanceKiloOhms, slot.gain, stampSeconds)
+                                           : 0.0);
   }
-  return body;
+  return SlotPacketBody(trigger, raw);
 }
 
 std::array<std::int16_t, 3> SyntheticEEG::Accelerometer(double t) const {

@@ -38,10 +38,6 @@ class SyntheticEEG {
   // nod and sway of the head.
   std::array<std::int16_t, 3> Accelerometer(double t) const;
 
-  // The raw amplitude of a carrier that the host reads as the chosen
-  // impedance on slot.
-  double CarrierCounts(int slot, double factor) const;
-
  private:
   struct Slot {
     bool electrode = false;  // a scalp electrode that takes carriers

@@ -15,6 +15,7 @@
 #include "headset/HeadsetPeer.h"
 #include "headset/PseudoTerminal.h"
 #include "headset/TruthFile.h"
+#include "playback/Playback.h"
 
 namespace {
 
@@ -30,7 +31,7 @@ QVT::CalibrationImage Calibration(const std::string& layout) {
 }
 
 testing::PeerProfile Profile(const EmulatorOptions& options, std::shared_ptr<const SyntheticEEG> eeg,
-                             std::FILE* dropLog, std::FILE* truth) {
+                             std::shared_ptr<Playback> playback, std::FILE* dropLog, std::FILE* truth) {
   testing::PeerProfile profile;
   profile.identity = "VirtualHeadset R1";
   profile.serialNumber = 20240001;
@@ -46,6 +47,19 @@ testing::PeerProfile Profile(const EmulatorOptions& options, std::shared_ptr<con
     return eeg->PacketBody(static_cast<double>(index) / rate, stamp, impedanceDriver);
   };
   profile.accelerometer = [eeg](double t) { return eeg->Accelerometer(t); };
+  if (playback) {
+    profile.signalBody = [playback, file = options.playback](std::uint64_t index, double stamp, bool impedanceDriver) {
+      try {
+        return playback->PacketBody(index, stamp, impedanceDriver);
+      } catch (const PlaybackError& error) {
+        std::cerr << "qvt-emulator: " << file << ": " << error.what() << "; the headset switches off\n";
+        return std::string();
+      }
+    };
+    if (playback->HasAccelerometer())
+      profile.accelerometer = [playback](double t) { return playback->Accelerometer(t); };
+  }
+  profile.speed = options.speed;
   profile.connectionAlarms = true;
   profile.faults.corruptRate = options.corruptRate;
   profile.faults.dropRate = options.dropRate;
@@ -55,8 +69,10 @@ testing::PeerProfile Profile(const EmulatorOptions& options, std::shared_ptr<con
   profile.faults.slow = options.slow;
   profile.faults.driftPpm = options.driftPpm;
   profile.faults.jitterSeconds = options.jitterSeconds;
-  if (truth != nullptr)
-    profile.onStreamStart = [truth](const testing::StreamTruth& stream) {
+  if (truth != nullptr || playback)
+    profile.onStreamStart = [truth, playback](const testing::StreamTruth& stream) {
+      if (playback) playback->StreamStarted(stream.firstStamp);
+      if (truth == nullptr) return;
       std::fputs(testing::TruthLine(stream).c_str(), truth);
       std::fflush(truth);
     };
@@ -88,12 +104,24 @@ int main(int argc, char** argv) {
       return QVT::Tools::kRuntimeFailure;
     }
   }
+  std::shared_ptr<Playback> playback;
+  if (!options.playback.empty()) {
+    try {
+      playback = std::make_shared<Playback>(
+          PlaybackSettings{options.playback, options.rate, options.loop, options.impedanceKiloOhms},
+          Calibration(options.layout));
+      std::cerr << playback->Summary() << std::flush;
+    } catch (const std::exception& error) {
+      std::cerr << "qvt-emulator: cannot play " << options.playback << ": " << error.what() << "\n";
+      return QVT::Tools::kRuntimeFailure;
+    }
+  }
   InstallStopHandlers();
   testing::PseudoTerminal line;
   const auto eeg = std::make_shared<const SyntheticEEG>(
       Calibration(options.layout),
       SignalSettings{options.seed, options.eyesClosed, options.impedanceKiloOhms});
-  testing::HeadsetPeer headset(line, Profile(options, eeg, dropLog.get(), truth.get()));
+  testing::HeadsetPeer headset(line, Profile(options, eeg, playback, dropLog.get(), truth.get()));
   if (!options.refusedFamilies.empty()) {
     headset.SetPolicy([refused = options.refusedFamilies](const testing::WrittenCommand& command) {
       for (const std::uint8_t family : refused)

@@ -157,6 +157,7 @@ bool HeadsetPeer::SendRaw(std::string_view bytes) {
 
 bool HeadsetPeer::Silenced() const {
   const double now = std::chrono::duration<double>(std::chrono::steady_clock::now() - begun_).count();
+  if (switchedOff_) return true;
   if (profile_.faults.silentAfter >= 0.0 && now >= profile_.faults.silentAfter) return true;
   for (const PeerFaults::Outage& outage : profile_.faults.outages)
     if (now >= outage.start && now < outage.start + outage.seconds) return true;
@@ -225,11 +226,11 @@ bool HeadsetPeer::WaitForCommands(std::size_t count, double seconds) const {
 
 double HeadsetPeer::HeadsetTicks(std::chrono::steady_clock::time_point at) const {
   return std::chrono::duration<double>(at - begun_).count() * kTicksPerSecond *
-         (1.0 + profile_.faults.driftPpm * 1e-6);
+         (1.0 + profile_.faults.driftPpm * 1e-6) * profile_.speed;
 }
 
 double HeadsetPeer::TrueRate() const {
-  return profile_.samplingRate * (1.0 + profile_.faults.driftPpm * 1e-6);
+  return profile_.samplingRate * (1.0 + profile_.faults.driftPpm * 1e-6) * profile_.speed;
 }
 
 void HeadsetPeer::Stream() {
@@ -240,7 +241,7 @@ void HeadsetPeer::Stream() {
       std::chrono::duration<double>(std::chrono::steady_clock::now() - streamStart_).count();
   const auto due = static_cast<std::uint64_t>(seconds * trueRate);
   const double startTicks = HeadsetTicks(streamStart_);
-  while (due >= streamPackets_ + perBlock && !stop_) {
+  while (due >= streamPackets_ + perBlock && !stop_ && !bodiesEnded_) {
     std::string packets;
     std::vector<std::uint64_t> carried;  // stream positions in this block
     std::uint32_t firstTicks = 0;
@@ -260,10 +261,15 @@ void HeadsetPeer::Stream() {
               ? profile_.signalBody(index, ticks / kTicksPerSecond, modes_[Family::ImpedanceDriverMode] > 0)
           : profile_.sampleBody ? profile_.sampleBody(index)
                                 : RampBody(index);
+      if (body.empty()) {
+        bodiesEnded_ = true;
+        break;
+      }
       packets += EncodeDataPacket(counter, body, ticks);
       carried.push_back(streamPackets_ + i);
       packets += AccelerometerPackets(ticks, startTicks);
     }
+    if (bodiesEnded_ && carried.empty()) break;
     streamPackets_ += perBlock;
     dataPacketsSent_ += perBlock;
     const bool behind =
@@ -293,6 +299,7 @@ void HeadsetPeer::ReleaseHeld() {
     SendBlock(held_.front());
     held_.pop_front();
   }
+  if (bodiesEnded_ && held_.empty()) switchedOff_ = true;
 }
 
 void HeadsetPeer::SendBlock(const HeldBlock& block) {

@@ -102,7 +102,8 @@ struct PeerProfile {
   std::function<std::string(std::uint64_t index)> sampleBody;
   // Takes precedence over sampleBody: the body of the packet at time seconds
   // (its time stamp, as the host reads it), knowing whether the impedance
-  // driver is on.
+  // driver is on. An empty body switches the headset off: the packets made
+  // before it still go out, then nothing more, not even replies.
   std::function<std::string(std::uint64_t index, double seconds, bool impedanceDriver)> signalBody;
   // x, y, z at seconds into the stream; when set, accelerometer packets
   // (three samples each) stream along at the accelerometer rate.
@@ -111,6 +112,9 @@ struct PeerProfile {
   // when a client begins to talk after a quiet spell.
   bool connectionAlarms = false;
   PeerFaults faults;
+  // How many times faster than real time the headset's clocks run: a
+  // recording replayed fast or slow. The host sees the nominal rate.
+  double speed = 1.0;
   // Told when streaming starts, on the peer's thread.
   std::function<void(const StreamTruth&)> onStreamStart;
 };
@@ -218,6 +222,7 @@ class HeadsetPeer {
   std::mt19937_64 dropRandom_;
   std::mt19937_64 jitterRandom_;
   std::deque<HeldBlock> held_;  // oldest first
+  bool bodiesEnded_ = false;    // an empty body came: no more packets are made
 
   mutable std::mutex clockLock_;  // the clock is read by any block's sender
   std::optional<std::time_t> clockSetTo_;
@@ -229,6 +234,7 @@ class HeadsetPeer {
   bool lastWriteGarbled_ = false;
   std::mt19937_64 garbageRandom_;
 
+  std::atomic<bool> switchedOff_{false};  // the last packets made have gone out
   std::atomic<bool> streaming_{false};
   std::atomic<std::uint64_t> dataPacketsSent_{0};
 
