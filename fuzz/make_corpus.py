@@ -84,6 +84,45 @@ corpora = {
     },
 }
 
+def recording(bdf, plus, signals, records=2, annotations=()):
+    """An EDF or BDF file of one-second records; signals are (label, rate,
+    unit); every sample counts up. The annotations (onset, text) of an EDF+
+    or BDF+ file all go into its first record."""
+    width = 3 if bdf else 2
+    top = (1 << (8 * width - 1)) - 1
+    fields = [(label, rate, unit, str(-top - 1), str(top)) for label, rate, unit in signals]
+    if plus:
+        fields.append(("BDF Annotations" if bdf else "EDF Annotations", 30, "", str(-top - 1), str(top)))
+    head = (b"\xffBIOSEMI" if bdf else b"0".ljust(8)) + b"X X X X".ljust(80) + \
+        b"Startdate 01-JAN-2024 X X X".ljust(80) + b"01.01.24" + b"00.00.00" + \
+        str(256 * (len(fields) + 1)).encode().ljust(8) + \
+        ((b"BDF+C" if bdf else b"EDF+C") if plus else b"").ljust(44) + \
+        str(records).encode().ljust(8) + b"1".ljust(8) + str(len(fields)).encode().ljust(4)
+    for i, size in enumerate((16, 80, 8, 8, 8, 8, 8, 80, 8, 32)):
+        for label, rate, unit, low, high in fields:
+            head += [label, "", unit, "-1000", "1000", low, high, "", str(rate), ""][i].encode().ljust(size)
+    body = b""
+    for r in range(records):
+        for label, rate, unit, low, high in fields:
+            if label.endswith("Annotations"):
+                tal = b"+%d\x14\x14\x00" % r
+                if r == 0:
+                    for onset, text in annotations:
+                        tal += b"+" + onset.encode() + b"\x14" + text.encode() + b"\x14\x00"
+                body += tal.ljust(rate * width, b"\x00")
+            else:
+                body += b"".join((n * 50 % top).to_bytes(width, "little", signed=True) for n in range(rate))
+    return head + body
+
+
+corpora["recording_file"] = {
+    "edf": recording(False, False, [("Cz", 32, "uV"), ("Fp1", 32, "uV")]),
+    "edfplus_annotations": recording(False, True, [("EEG Fp1-REF", 30, "uV"), ("EEG T7-REF", 30, "mV")],
+                                     annotations=[("0.5", "TRG 3"), ("1", "Z Fp1 12 kOhm"), ("1.5", "7")]),
+    "bdfplus_status": recording(True, True, [("EEG FP1-LE", 60, "uV"), ("Status", 60, "")], records=1),
+    "bdf_other_rates": recording(True, False, [("O1", 20, "uV"), ("O2", 40, "uV"), ("ECG", 10, "mV")]),
+}
+
 root = sys.argv[1] if len(sys.argv) > 1 else os.path.join(os.path.dirname(os.path.abspath(__file__)), "corpus")
 VERBOSE = b"\x07"
 for target, seeds in corpora.items():
@@ -91,7 +130,7 @@ for target, seeds in corpora.items():
     for name, content in seeds.items():
         if target == "block_decoder":
             content = VERBOSE + content
-        elif target.startswith("lsl_"):
+        elif target.startswith("lsl_") or target == "recording_file":
             pass
         else:
             content = content[:1] + VERBOSE + content[1:]

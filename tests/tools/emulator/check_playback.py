@@ -1,0 +1,104 @@
+"""qvt-emulator --playback end to end, read back with MNE.
+
+usage: check_playback.py MODE EMULATOR RECORDER
+  roundtrip  record 12 s from the synthetic headset, replay the file and record
+             10 s of it: every electrode, auxiliary and trigger channel sample by
+             sample within one step of the headset's converter, the triggers on
+             the same samples. (The accelerometer is replayed at the times of its
+             samples, but the host holds each of its samples for a while that
+             depends on when its packet arrives, so it is not compared.)
+  ending     a 2 s recording replayed: silent at its end (the recorder stops
+             on a silent headset), again and again with --loop, twice as fast
+             with --speed 2; a file that cannot be played: a reason and status 1
+"""
+import os
+import subprocess
+import sys
+import tempfile
+import time
+
+import mne
+import numpy as np
+
+MODE, EMULATOR, RECORDER = sys.argv[1:4]
+WORK = tempfile.mkdtemp(prefix="qvt_playback_")
+GAIN = 0.302  # µV per count, the largest of the virtual headset's gains
+
+
+def record(name, emulator_args, seconds):
+    path = os.path.join(WORK, name)
+    command = [EMULATOR, *emulator_args, "--", RECORDER, "--seconds", str(seconds), path]
+    started = time.monotonic()
+    run = subprocess.run(command, capture_output=True, text=True, timeout=180)
+    return path, run, time.monotonic() - started
+
+
+def read(path):
+    return mne.io.read_raw_bdf(path, preload=True, verbose="error")
+
+
+def check(condition, message, run=None):
+    if not condition:
+        sys.exit(message + ("" if run is None else "\nstdout:\n" + run.stdout + "\nstderr:\n" + run.stderr[-3000:]))
+
+
+def shift_of(first, second, picks):
+    # The replay begins where the recorder starts reading, some samples into
+    # the stream: find where the second file starts in the first.
+    a, b = first.get_data(picks=picks), second.get_data(picks=picks)
+    for d in range(0, 600):
+        if np.max(np.abs(a[:, d:d + 100] - b[:, :100])) < GAIN * 1e-6:
+            return d
+    sys.exit("the replay matches no stretch of the original")
+
+
+def onsets(raw):
+    return [round(a["onset"] * raw.info["sfreq"]) for a in raw.annotations if a["description"].startswith("TRG ")]
+
+
+def roundtrip():
+    for rate in (300, 600):
+        original, run, _ = record(f"original_{rate}.bdf", ["--seed", "3", "--rate", str(rate)], 12)
+        check(run.returncode == 0, "recording the synthetic headset", run)
+        replayed, run, _ = record(f"replayed_{rate}.bdf", ["--rate", str(rate), "--playback", original], 10)
+        check(run.returncode == 0, "recording the replay", run)
+        check("M1 <- \"Pz\"" in run.stderr and "slots left empty: none" in run.stderr, "what is played where", run)
+        first, second = read(original), read(replayed)
+        check(first.ch_names == second.ch_names, f"channels {second.ch_names}")
+        signals = [c for c in first.ch_names if not c.startswith("ACC")]
+        d = shift_of(first, second, signals[:-1])
+        n = second.n_times
+        check(d + n <= first.n_times, f"the replay is {d} samples into the original")
+        # The host's trigger delay holds the first 16 samples of a stream.
+        a, b = first.get_data(picks=signals)[:, d + 16:d + n], second.get_data(picks=signals)[:, 16:]
+        worst = np.max(np.abs(a - b), axis=1)
+        # Electrode channels in V, the auxiliary inputs and the trigger in counts.
+        step = np.array([GAIN if c in ("X1", "X2", "TRG") else GAIN * 1e-6 for c in signals])
+        check(np.all(worst <= step), f"differences {dict(zip(signals, worst / step))} steps at {rate} Hz")
+        moved = [o - d for o in onsets(first) if 16 <= o - d < n]
+        found = [o for o in onsets(second) if o >= 16]
+        check(found == moved and len(moved) >= 8, f"triggers {found}, expected {moved}")
+
+
+def ending():
+    short, run, _ = record("short.bdf", ["--seed", "5"], 2)
+    check(run.returncode == 0, "recording the synthetic headset", run)
+    silent, run, _ = record("silent.bdf", ["--playback", short], 8)
+    check(run.returncode != 0 and "no data from the headset" in run.stderr, "an ended replay", run)
+    check(read(silent).n_times <= read(short).n_times, "more recorded than was played")
+    looped, run, _ = record("looped.bdf", ["--playback", short, "--loop"], 5)
+    check(run.returncode == 0, "recording a looped replay", run)
+    fz = read(looped).get_data(picks=["Fz"])[0]
+    period = read(short).n_times
+    check(np.max(np.abs(fz[period:2 * period] - fz[:period])) < GAIN * 1e-6, "the loop does not repeat the file")
+    _, run, seconds = record("fast.bdf", ["--playback", short, "--loop", "--speed", "2"], 6)
+    check(run.returncode == 0 and seconds < 5.5, f"6 s at twice the speed took {seconds:.1f} s", run)
+    bad = os.path.join(WORK, "bad.edf")
+    with open(bad, "wb") as f:
+        f.write(b"0       " + b"x" * 500)
+    _, run, _ = record("never.bdf", ["--playback", bad], 1)
+    check(run.returncode == 1 and "cannot play" in run.stderr, "a bad file", run)
+
+
+{"roundtrip": roundtrip, "ending": ending}[MODE]()
+print(MODE, "ok")
