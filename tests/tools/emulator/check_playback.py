@@ -1,7 +1,7 @@
 """qvt-emulator --playback end to end, read back with MNE.
 
 usage: check_playback.py MODE EMULATOR RECORDER
-  roundtrip  record 12 s from the synthetic headset, replay the file and record
+  roundtrip  record 14 s from the synthetic headset, replay the file and record
              10 s of it: every electrode, auxiliary and trigger channel sample by
              sample within one step of the headset's converter, the triggers on
              the same samples. (The accelerometer is replayed at the times of its
@@ -46,7 +46,7 @@ def shift_of(first, second, picks):
     # The replay begins where the recorder starts reading, some samples into
     # the stream: find where the second file starts in the first.
     a, b = first.get_data(picks=picks), second.get_data(picks=picks)
-    for d in range(0, 600):
+    for d in range(0, first.n_times - second.n_times + 1):
         if np.max(np.abs(a[:, d:d + 100] - b[:, :100])) < GAIN * 1e-6:
             return d
     sys.exit("the replay matches no stretch of the original")
@@ -58,7 +58,7 @@ def onsets(raw):
 
 def roundtrip():
     for rate in (300, 600):
-        original, run, _ = record(f"original_{rate}.bdf", ["--seed", "3", "--rate", str(rate)], 12)
+        original, run, _ = record(f"original_{rate}.bdf", ["--seed", "3", "--rate", str(rate)], 14)
         check(run.returncode == 0, "recording the synthetic headset", run)
         replayed, run, _ = record(f"replayed_{rate}.bdf", ["--rate", str(rate), "--playback", original], 10)
         check(run.returncode == 0, "recording the replay", run)
