@@ -76,6 +76,10 @@ bench: build
 	@LD_PRELOAD=$(CURDIR)/build/lib/libqvtptymodem.so build/bin/streaming_latency 10
 	@echo "== LSL outlet at 600 Hz, 33 channels, one consumer on loopback, in a private network namespace (20 s)"
 	@if [ -x build/bin/lsl_outlet_cost ]; then tests/tools/lsl/network/in_private_network.sh build/bin/lsl_outlet_cost 20; fi
+	@echo "== markers from two LSL outlets and UDP, 100 a second each, against the virtual headset's truth, 600 Hz with drift and jitter, in a private network namespace (60 s)"
+	@if [ -x build/bin/marker_accuracy ]; then tests/tools/lsl/network/in_private_network.sh build/bin/qvt-emulator \
+		--rate 600 --drift 200 --jitter 10 --truth build/bench-truth.txt -- \
+		build/bin/marker_accuracy build/bench-truth.txt 60 2>/dev/null | grep -v '^ *[0-9.]*: '; fi
 
 # Builds every fuzz target with clang and runs each for FUZZ_SECONDS on its
 # seeds in fuzz/corpus/NAME, keeping what it finds in fuzz/corpus-NAME.

@@ -40,7 +40,7 @@ std::string FeedRequest(const StreamInfo& info, long maxBuffered) {
 }  // namespace
 
 Inlet::Inlet(const ResolvedStream& stream, const InletOptions& options)
-    : info(stream.info), host(stream.host), socket(io) {
+    : info(stream.info), host(stream.host), socket(io), maxStringBytes(options.maxStringBytes) {
   const auto until = Clock::now() + options.timeout;
   const asio::ip::tcp::endpoint at(host, info.DataPort());
   asio::error_code error;
@@ -66,7 +66,7 @@ bool Inlet::ReceiveMore(std::chrono::milliseconds wait) {
   if (!WaitFor(socket.native_handle(), POLLIN, wait)) return false;
   std::array<char, 16384> chunk{};
   const auto got = ::recv(socket.native_handle(), chunk.data(), chunk.size(), 0);
-  if (got <= 0) throw InletError("the stream " + info.Name() + " ended");
+  if (got <= 0) throw InletEnded("the stream " + info.Name() + " ended");
   pending.append(chunk.data(), static_cast<std::size_t>(got));
   return true;
 }
@@ -99,7 +99,7 @@ std::optional<DecodedSample> Inlet::Pull(std::chrono::milliseconds wait) {
   for (;;) {
     DecodedSample sample;
     std::size_t used = 0;
-    switch (DecodeSample(pending, info.Format(), info.ChannelCount(), sample, used)) {
+    switch (DecodeSample(pending, info.Format(), info.ChannelCount(), sample, used, maxStringBytes)) {
       case DecodeStatus::Complete:
         pending.erase(0, used);
         if (sample.stampDeduced && info.NominalRate() > 0) sample.stamp = lastStamp + 1.0 / info.NominalRate();

@@ -21,9 +21,17 @@ class InletError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+// The sender closed the stream (it quit, or restarts): worth connecting again.
+class InletEnded : public InletError {
+ public:
+  using InletError::InletError;
+};
+
 struct InletOptions {
   long maxBufferedSamples = 36000;  // what the outlet is asked to keep for us
   std::chrono::milliseconds timeout{5000};  // for connecting and the handshake
+  // A longer string is taken for garbage: Pull throws rather than buffer it.
+  std::size_t maxStringBytes = std::size_t{1} << 24;
 };
 
 // Add to the sender's stamps to read them on this machine's clock.
@@ -41,8 +49,8 @@ class Inlet {
   const StreamInfo& Info() const { return info; }
 
   // The next sample, or nothing when none arrives within wait. Deduced
-  // stamps come filled in. Throws InletError when the stream ends or sends
-  // what is no sample.
+  // stamps come filled in. Throws InletEnded when the stream ends,
+  // InletError when it sends what is no sample.
   std::optional<DecodedSample> Pull(std::chrono::milliseconds wait);
 
   // Probes the sender's clock (probes time probes, spaced apart) and keeps
@@ -61,6 +69,7 @@ class Inlet {
   asio::ip::tcp::socket socket;
   std::string pending;
   double lastStamp = 0.0;
+  std::size_t maxStringBytes;
 };
 
 }  // namespace QVT::Lsl
