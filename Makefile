@@ -72,6 +72,8 @@ bench: build
 			awk -v tool="$${tool%% *}" '{ printf "%s: %.2f %% of a core (user %s s, system %s s, %s s)\n", tool, 100 * ($$1 + $$2) / $$3, $$1, $$2, $$3 }'; \
 	done
 	@rm -f build/bench-recording.bdf
+	@echo "== playing a one-hour, 64-signal EDF+ as the virtual headset: start and CPU share"
+	@build/bin/playback_cost | grep -v '^wrote'
 	@echo "== latency on a pseudo-terminal (10 s each)"
 	@LD_PRELOAD=$(CURDIR)/build/lib/libqvtptymodem.so build/bin/streaming_latency 10
 	@echo "== LSL outlet at 600 Hz, 33 channels, one consumer on loopback, in a private network namespace (20 s)"
