@@ -7,6 +7,10 @@ namespace QVT::Record {
 
 namespace {
 
+// How long samples wait for their accelerometer sample: the library holds
+// no more of them than a second's.
+constexpr double kAccelerometerWaitSeconds = 1.0;
+
 std::string TriggerText(double value) {
   return "TRG " + std::to_string(static_cast<long long>(std::llround(value)));
 }
@@ -29,14 +33,34 @@ Recording::Recording(std::vector<Signal> recorded, double samplingRate, int samp
 const std::vector<int>& Recording::LastHeld() {
   row = last;
   if (triggerSignal >= 0)
-    row[static_cast<std::size_t>(triggerSignal)] = signals[static_cast<std::size_t>(triggerSignal)].ToDigital(lastTrigger);
+    row[static_cast<std::size_t>(triggerSignal)] =
+        signals[static_cast<std::size_t>(triggerSignal)].ToDigital(lastTrigger);
   return row;
 }
 
-void Recording::Settle(std::int64_t upTo) {
+void Recording::AlignAccelerometer(std::vector<std::size_t> signalIndices, double accelerometerRate) {
+  accelerometerSignals = std::move(signalIndices);
+  accelerometer.emplace(accelerometerRate);
+  accelerometerValues.resize(accelerometerSignals.size());
+}
+
+bool Recording::AccelerometerDue(double time) const {
+  return accelerometer && !accelerometer->Settled(time) &&
+         static_cast<double>(held.size()) <= kAccelerometerWaitSeconds * rate;
+}
+
+void Recording::Settle(std::int64_t upTo, bool now) {
   while (!held.empty() && static_cast<std::int64_t>(settled) < upTo) {
     const HeldSample& sample = held.front();
+    if (!now && AccelerometerDue(sample.time)) break;
     row = *sample.digital;
+    if (accelerometer) {
+      const Tools::AccelerometerTimeline::Found found = accelerometer->At(sample.time);
+      if (found.values != nullptr)
+        for (std::size_t a = 0; a < accelerometerSignals.size(); ++a)
+          row[accelerometerSignals[a]] = signals[accelerometerSignals[a]].ToDigital((*found.values)[a]);
+      if (found.standIn && sample.received) ++accelerometerMissed;
+    }
     if (triggerSignal >= 0) {
       const double trigger = sample.placed ? sample.trigger : lastTrigger;
       if (trigger != lastTrigger && trigger != 0.0) {
@@ -44,7 +68,8 @@ void Recording::Settle(std::int64_t upTo) {
         ++triggers;
       }
       lastTrigger = trigger;
-      row[static_cast<std::size_t>(triggerSignal)] = signals[static_cast<std::size_t>(triggerSignal)].ToDigital(trigger);
+      row[static_cast<std::size_t>(triggerSignal)] =
+          signals[static_cast<std::size_t>(triggerSignal)].ToDigital(trigger);
     }
     Put(row);
     held.pop_front();
@@ -98,9 +123,15 @@ void Recording::NoteGaps() {
   waiting = PendingGaps{};
 }
 
-void Recording::Add(const std::vector<double>& values) {
+void Recording::Add(const std::vector<double>& values, SampleTimes times) {
   for (std::size_t s = 0; s < signals.size(); ++s) last[s] = signals[s].ToDigital(values[s]);
-  held.push_back({std::make_shared<const std::vector<int>>(last)});
+  held.push_back({std::make_shared<const std::vector<int>>(last), times.sample});
+  lastTime = times.sample;
+  if (accelerometer) {
+    for (std::size_t a = 0; a < accelerometerSignals.size(); ++a)
+      accelerometerValues[a] = values[accelerometerSignals[a]];
+    accelerometer->Show(times.accelerometer, accelerometerValues);
+  }
   const auto position = static_cast<std::int64_t>(samples++);
   if (triggerSignal < 0) {
     Settle(position + 1);
@@ -118,8 +149,9 @@ void Recording::Add(const std::vector<double>& values) {
 
 void Recording::Fill(std::uint64_t n, const std::string& why) {
   if (n == 0) return;
-  Settle(static_cast<std::int64_t>(samples));
+  Settle(static_cast<std::int64_t>(samples), true);
   triggerLine = Tools::TriggerTimeline(triggerDelay);
+  if (accelerometer) accelerometer->Restart();
   Note(Seconds(), static_cast<double>(n) / rate, why);
   // Nothing can land on these: written at once, holding the last trigger.
   const std::vector<int>& filling = LastHeld();
@@ -137,7 +169,8 @@ void Recording::Lose(std::uint64_t n) {
   lost += n;
   ++gaps;
   const auto fill = std::make_shared<const std::vector<int>>(last);
-  for (std::uint64_t i = 0; i < n; ++i) held.push_back({fill});
+  for (std::uint64_t i = 1; i <= n; ++i)
+    held.push_back({fill, lastTime + static_cast<double>(i) / rate, false});
   samples += n;
   filled += n;
   if (triggerDelay == 0) Settle(static_cast<std::int64_t>(samples));
@@ -150,7 +183,7 @@ void Recording::Annotate(const std::string& text) { Note(Seconds(), -1.0, text);
 void Recording::AnnotateAt(double seconds, const std::string& text) { Note(seconds, -1.0, text); }
 
 void Recording::Finish() {
-  Settle(static_cast<std::int64_t>(samples));
+  Settle(static_cast<std::int64_t>(samples), true);
   if (waiting.count > 0) NoteGaps();
   // At least one record, and enough of them for every annotation: EDFlib
   // drops annotations that do not fit and leaves a file without records

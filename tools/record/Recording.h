@@ -2,16 +2,18 @@
 // that stays true: sample k of the file lies k / rate after its start, so
 // samples that never arrived are filled in (flat, the last values) and
 // marked as bad. Trigger values are put back on their true samples
-// (TriggerTimeline): samples are held back until no later value can land
-// on them.
+// (TriggerTimeline), and so are the accelerometer's (AccelerometerTimeline):
+// samples are held back until no later value can land on them.
 #pragma once
 
 #include <cstdint>
 #include <deque>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "AccelerometerTimeline.h"
 #include "Signal.h"
 #include "TriggerTimeline.h"
 
@@ -25,6 +27,13 @@ class RecordSink {
   virtual void Annotate(double onset, double duration, std::string text) = 0;
 };
 
+// A received sample's time and the time of the accelerometer sample the
+// library showed on it, both by the headset's clock (seconds).
+struct SampleTimes {
+  double sample = 0.0;
+  double accelerometer = 0.0;
+};
+
 class Recording {
  public:
   // triggerSignal: the index of the trigger signal, or negative for none.
@@ -33,11 +42,17 @@ class Recording {
   Recording(std::vector<Signal> signals, double rate, int recordSamples, int triggerSignal, RecordSink& sink,
             int annotationSlots, unsigned triggerDelay = 0);
 
+  // Writes the accelerometer's samples where they belong: `signals` are
+  // those that read the accelerometer alone, `accelerometerRate` its
+  // samples per second. Samples wait for the accelerometer sample of their
+  // time for up to a second.
+  void AlignAccelerometer(std::vector<std::size_t> accelerometerSignals, double accelerometerRate);
+
   // One sample, a value per signal. A trigger value is written where it
   // belongs; one that changes to anything but 0 is annotated "TRG <value>"
   // there. A sample whose own value was lost holds the one before it, so a
   // pulse whose first samples were lost begins at the first one after.
-  void Add(const std::vector<double>& values);
+  void Add(const std::vector<double>& values, SampleTimes times = {});
   // n samples that never arrived because the link was lost, filled with
   // the last values and annotated with `why` over their span. What is held
   // back is settled as it stands: the next connection's trigger line starts
@@ -64,13 +79,18 @@ class Recording {
   std::uint64_t LostSamples() const { return lost; }
   unsigned Gaps() const { return gaps; }
   unsigned Triggers() const { return triggers; }
+  // Samples written with an earlier accelerometer sample than their own,
+  // which was lost.
+  std::uint64_t AccelerometerMissed() const { return accelerometerMissed; }
   // Annotations beyond the room of the records so far (lost if the file
   // ended now).
   std::uint64_t AnnotationsBeyondRoom() const;
 
  private:
-  // Writes the samples held back before position `upTo`.
-  void Settle(std::int64_t upTo);
+  // Writes the samples held back before position `upTo`; those whose
+  // accelerometer sample is still to come wait unless `now`.
+  void Settle(std::int64_t upTo, bool now = false);
+  bool AccelerometerDue(double time) const;
   // The last values with the trigger written last: what fills a lost link
   // and pads the end.
   const std::vector<int>& LastHeld();
@@ -100,11 +120,18 @@ class Recording {
   // samples of a gap share the values they are filled with.
   struct HeldSample {
     std::shared_ptr<const std::vector<int>> digital;
+    double time = 0.0;  // by the headset's clock
+    bool received = true;
     double trigger = 0.0;
     bool placed = false;
   };
   std::deque<HeldSample> held;
   std::uint64_t settled = 0;
+  std::optional<Tools::AccelerometerTimeline> accelerometer;
+  std::vector<std::size_t> accelerometerSignals;
+  std::vector<double> accelerometerValues;  // those of the latest sample, in accelerometerSignals order
+  double lastTime = 0.0;                    // of the latest sample received
+  std::uint64_t accelerometerMissed = 0;
   std::vector<int> row;  // the sample being written
   std::uint64_t filled = 0;
   unsigned triggers = 0;

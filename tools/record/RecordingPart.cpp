@@ -82,6 +82,11 @@ void RecordingPart::Start(const Session::SessionStart& start) {
   sink = std::make_unique<FileSink>(*writer);
   recording = std::make_unique<Recording>(signals, rate, recordSamples, start.triggerChannel, *sink, slots,
                                           start.triggerDelay);
+  std::vector<std::size_t> accelerometer;
+  for (std::size_t c = 0; c < start.channels.size(); ++c)
+    if (start.channels[c].accelerometer) accelerometer.push_back(c);
+  if (!accelerometer.empty() && start.accelerometerRate > 0.0)
+    recording->AlignAccelerometer(std::move(accelerometer), start.accelerometerRate);
   // A second Ctrl-C may come while the library waits on a silent headset:
   // the file is then closed with the records it has.
   Tools::SetLastAction([this] {
@@ -113,7 +118,8 @@ void RecordingPart::Samples(const Session::SampleBlock& block) {
   }
   for (std::size_t k = 0; k < block.count; ++k) {
     for (std::size_t c = 0; c < block.channels; ++c) values[c] = block.Value(k, c);
-    recording->Add(values);
+    const double accelerometerTime = block.accelerometerTimes.empty() ? 0.0 : block.accelerometerTimes[k];
+    recording->Add(values, {block.headsetTimes[k], accelerometerTime});
   }
 }
 
@@ -164,6 +170,9 @@ std::string RecordingPart::End(const Session::SessionEnd& end) {
               options.file.c_str(), static_cast<double>(samples) / rate, samples,
               static_cast<unsigned long long>(recording->LostSamples()), recording->Gaps(), end.linkLosses,
               end.interrupted ? " (interrupted)" : "");
+  if (const std::uint64_t missed = recording->AccelerometerMissed())
+    std::printf("%llu samples hold the accelerometer sample before their own, which was lost\n",
+                static_cast<unsigned long long>(missed));
   if (const std::uint64_t beyond = recording->AnnotationsBeyondRoom())
     std::printf("%llu annotations (the last ones) did not fit in the file and are lost\n",
                 static_cast<unsigned long long>(beyond));

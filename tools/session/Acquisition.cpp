@@ -48,7 +48,7 @@ struct Acquisition::State {
 
   SessionStart start;
   std::uint64_t wanted = std::numeric_limits<std::uint64_t>::max();
-  ChannelReader reader;  // the montage, then the headset's stamp
+  ChannelReader reader;  // the montage, the headset's stamp, the accelerometer's
   // When each sample arrived, by its headset stamp: the stage's buffers
   // need not start with the montage's, so the two are matched by stamp.
   ArrivalStage arrivalStage;
@@ -69,6 +69,9 @@ struct Acquisition::State {
 
   std::vector<double> values;  // the block being gathered, sample-major
   std::vector<double> stamps;
+  std::vector<double> headsetTimes;
+  std::vector<double> accelerometerTimes;
+  bool accelerometer = false;  // its stamp is read
   std::uint64_t blockFirst = 0;
   std::vector<Event> events;  // due after the block
 
@@ -107,6 +110,8 @@ void Acquisition::State::Identify(std::vector<ElectrodeImpedance> impedances) {
   for (std::size_t c = 0; c < start.channels.size() && start.triggerChannel < 0; ++c)
     if (start.channels[c].kind == ChannelKind::Trigger) start.triggerChannel = static_cast<int>(c);
   start.triggerDelay = start.triggerChannel >= 0 ? TriggerTimeline::LibraryDelay(start.rate, filterMode) : 0;
+  start.accelerometerRate = QVT_Headset_GetAccelerometerRate(h);
+  ThrowIfFailed("cannot read the accelerometer rate");
   start.impedances = std::move(impedances);
   if (settings.seconds > 0.0) wanted = static_cast<std::uint64_t>(std::llround(settings.seconds * start.rate));
   channelCount = start.channels.size();
@@ -127,6 +132,8 @@ void Acquisition::State::UseMontage() {
   arrivalsUsed = 0;
   reader.channels = channels.recorded;
   reader.channels.push_back(channels.sampleTime);
+  accelerometer = channels.accelerometerTime != nullptr;
+  if (accelerometer) reader.channels.push_back(channels.accelerometerTime);
 }
 
 double Acquisition::State::ArrivalOf(double headsetTime) {
@@ -163,10 +170,14 @@ void Acquisition::State::Flush() {
     block.channels = channelCount;
     block.values = values;
     block.stamps = stamps;
+    block.headsetTimes = headsetTimes;
+    block.accelerometerTimes = accelerometerTimes;
     for (Part* part : parts) part->Samples(block);
   }
   values.clear();
   stamps.clear();
+  headsetTimes.clear();
+  accelerometerTimes.clear();
   blockFirst = next;
   for (const Event& event : events) Tell(event);
   events.clear();
@@ -203,6 +214,8 @@ std::size_t Acquisition::State::Take(std::size_t n) {
     if (next >= wanted) continue;
     for (std::size_t c = 0; c < channelCount; ++c) values.push_back(reader.At(c, i));
     stamps.push_back(stamp);
+    headsetTimes.push_back(headsetTime);
+    if (accelerometer) accelerometerTimes.push_back(reader.At(channelCount + 1, i));
     lastStamp = stamp;
     if (start.triggerChannel >= 0) {
       const double trigger = reader.At(static_cast<std::size_t>(start.triggerChannel), i);

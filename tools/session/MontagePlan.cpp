@@ -17,6 +17,8 @@ namespace {
 
 constexpr const char* kSampleTime = "SND";
 constexpr const char* kClockLag = "RCV";
+constexpr const char* kAccelerometerTime = "ACCT";
+constexpr const char* kAccelerometerSources[] = {"ACCT", "ACCX", "ACCY", "ACCZ", "JERK"};
 
 // The names in a channel specification: "Fp1", "M1" and "M2" of
 // "Fp1-M1/2-M2/2".
@@ -35,6 +37,9 @@ std::vector<std::string> SourceNames(const std::string& specification) {
 }  // namespace
 
 std::vector<ChannelPlan> PlanChannels(QVT_Headset* headset) {
+  std::vector<QVT_Source*> accelerometer;
+  for (const char* name : kAccelerometerSources)
+    if (QVT_Source* source = QVT_Headset_GetSourceByName(headset, name)) accelerometer.push_back(source);
   std::vector<ChannelPlan> plan;
   for (QVT_Channel* channel : MontageChannels(headset)) {
     ChannelPlan entry;
@@ -46,15 +51,20 @@ std::vector<ChannelPlan> PlanChannels(QVT_Headset* headset) {
     // gain is 0: the largest gain of its electrodes sets its scale.
     double gain = 0.0;
     bool electrode = false;
+    bool other = false;  // a source that is no accelerometer's
     for (const std::string& sourceName : SourceNames(entry.specification)) {
       QVT_Source* source = QVT_Headset_GetSourceByName(headset, sourceName.c_str());
       if (source == nullptr) continue;
+      const bool axis = std::find(accelerometer.begin(), accelerometer.end(), source) != accelerometer.end();
+      entry.accelerometer = entry.accelerometer || axis;
+      other = other || !axis;
       trigger = trigger || QVT_Source_IsTrigger(source) == 1;
       if (QVT_Source_IsSensor(source) == 1) {
         electrode = true;
         gain = std::max(gain, QVT_Source_GetGain(source));
       }
     }
+    entry.accelerometer = entry.accelerometer && !other;
     QVT_ClearError();  // a name in a specification need not be a source's
     if (trigger) {
       entry.kind = ChannelKind::Trigger;
@@ -86,10 +96,17 @@ Channels PrepareMontage(QVT_Headset* headset, const std::vector<ChannelPlan>& pl
   }
   QVT_Headset_AddChannelToMontage_FromString(headset, kSampleTime, 0);
   QVT_Headset_AddChannelToMontage_FromString(headset, kClockLag, 0);
+  const bool accelerometer =
+      std::any_of(plan.begin(), plan.end(), [](const ChannelPlan& entry) { return entry.accelerometer; });
+  if (accelerometer) QVT_Headset_AddChannelToMontage_FromString(headset, kAccelerometerTime, 0);
   ThrowIfFailed("cannot add the clocks to the montage");
   DiscardBufferedSamples(headset);
   Channels channels;
   channels.recorded = MontageChannels(headset);
+  if (accelerometer) {
+    channels.accelerometerTime = channels.recorded.back();
+    channels.recorded.pop_back();
+  }
   channels.clockLag = channels.recorded.back();
   channels.recorded.pop_back();
   channels.sampleTime = channels.recorded.back();

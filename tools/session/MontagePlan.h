@@ -16,7 +16,8 @@ struct ChannelPlan {
   std::string specification;  // to rebuild the montage after a reconnection
   std::string label;
   ChannelKind kind = ChannelKind::Count;
-  double gain = 0.0;  // electrodes: µV per count of the headset's converter
+  double gain = 0.0;           // electrodes: µV per count of the headset's converter
+  bool accelerometer = false;  // reads the accelerometer alone
 };
 
 // Electrode channels in µV by their first source's gain, the trigger, and
@@ -25,15 +26,17 @@ std::vector<ChannelPlan> PlanChannels(QVT_Headset* headset);
 
 // The channels read from a connected headset: the montage, then the
 // headset's time stamp of each sample ("SND") and its clock's lag behind
-// the computer's ("RCV"), which are read but not recorded.
+// the computer's ("RCV"), which are read but not recorded; with channels
+// that read the accelerometer, the time of its reading shown ("ACCT") too.
 struct Channels {
   std::vector<QVT_Channel*> recorded;
   QVT_Channel* sampleTime = nullptr;
   QVT_Channel* clockLag = nullptr;
+  QVT_Channel* accelerometerTime = nullptr;
 };
 
 // Gives the headset the montage of the plan (a new connection starts from
-// the factory one) plus the two clocks. Throws QVT::Tools::RuntimeError.
+// the factory one) plus the clocks. Throws QVT::Tools::RuntimeError.
 Channels PrepareMontage(QVT_Headset* headset, const std::vector<ChannelPlan>& plan);
 
 }  // namespace QVT::Session

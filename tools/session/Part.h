@@ -33,6 +33,7 @@ struct SessionStart {
   std::vector<ChannelPlan> channels;   // the montage, in the order of every sample's values
   int triggerChannel = -1;             // index into channels, negative for none
   unsigned triggerDelay = 0;           // samples the library holds the trigger back
+  double accelerometerRate = 0.0;      // its readings per second; 0 or less: none
   // Measured before the first sample; empty when no check was asked for.
   std::vector<Tools::ElectrodeImpedance> impedances;
 };
@@ -48,6 +49,12 @@ struct SampleBlock {
   // When each was taken, CLOCK_MONOTONIC seconds, from the headset's clock
   // fitted against this computer's (never the arrival time).
   std::span<const double> stamps;
+  // Each one's time by the headset's clock ("SND"), and that of the
+  // accelerometer reading the library showed on it ("ACCT"; empty unless a
+  // channel reads the accelerometer alone). The library shows readings some
+  // samples late (AccelerometerTimeline puts them back).
+  std::span<const double> headsetTimes;
+  std::span<const double> accelerometerTimes;
   double Value(std::size_t k, std::size_t c) const { return values[k * channels + c]; }
 };
 

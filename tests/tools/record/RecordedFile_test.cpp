@@ -63,6 +63,7 @@ TEST(RecordedFile, HoldsWhatTheLibraryDeliveredWithinOneStep) {
               values.push_back(QVT_Channel_ReadBuffered(channel));
             QVT_Channel_ReadBuffered(channels.sampleTime);
             QVT_Channel_ReadBuffered(channels.clockLag);
+            if (channels.accelerometerTime != nullptr) QVT_Channel_ReadBuffered(channels.accelerometerTime);
             recording.Add(values);
             delivered.push_back(values);
           }
