@@ -33,8 +33,7 @@ Recording::Recording(std::vector<Signal> recorded, double samplingRate, int samp
 const std::vector<int>& Recording::LastHeld() {
   row = last;
   if (triggerSignal >= 0)
-    row[static_cast<std::size_t>(triggerSignal)] =
-        signals[static_cast<std::size_t>(triggerSignal)].ToDigital(lastTrigger);
+    row[static_cast<std::size_t>(triggerSignal)] = signals[static_cast<std::size_t>(triggerSignal)].ToDigital(lastTrigger);
   return row;
 }
 
@@ -68,8 +67,7 @@ void Recording::Settle(std::int64_t upTo, bool now) {
         ++triggers;
       }
       lastTrigger = trigger;
-      row[static_cast<std::size_t>(triggerSignal)] =
-          signals[static_cast<std::size_t>(triggerSignal)].ToDigital(trigger);
+      row[static_cast<std::size_t>(triggerSignal)] = signals[static_cast<std::size_t>(triggerSignal)].ToDigital(trigger);
     }
     Put(row);
     held.pop_front();

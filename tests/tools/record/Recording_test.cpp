@@ -128,6 +128,29 @@ TEST(Recording, GapsShareAnnotationsRatherThanOutrunTheFilesRoom) {
   EXPECT_EQ(recording.AnnotationsBeyondRoom(), 0u);
 }
 
+// Readings the library shows three samples late land on their own samples,
+// the lost sample's included.
+TEST(Recording, PutsAccelerometerReadingsOnTheirOwnSamplesAcrossAGap) {
+  Collected sink;
+  const Signal counts = CountSignal("x", "");
+  Recording recording({counts}, 8.0, 2, -1, sink, 3);
+  recording.AlignAccelerometer({0}, 4.0);
+  for (int k = 0; k < 12; ++k) {
+    if (k == 6) continue;  // lost
+    if (k == 7) recording.Lose(1);
+    // Reading m (1, 2, ...) is stamped at sample 2(m - 1); 0: none yet.
+    const int m = k < 3 ? 0 : (k - 3) / 2 + 1;
+    recording.Add({static_cast<double>(m)}, {1.0 + k / 8.0, m == 0 ? 0.0 : 1.0 + (m - 1) / 4.0});
+  }
+  recording.Finish();
+  std::vector<int> written;
+  for (const auto& record : sink.records)
+    for (const int digital : record)
+      written.push_back(static_cast<int>(std::lround(counts.ToPhysical(digital))));
+  // The last two wait in vain for reading 6: the one before stands.
+  EXPECT_EQ(written, (std::vector<int>{1, 1, 2, 2, 3, 3, 4, 4, 5, 5, 5, 5}));
+}
+
 // The library delays the trigger through a line that advances once per
 // sample received; the file must show each pulse where it was sent.
 TEST(Recording, PutsTriggersBackOnTheirTrueSamplesAcrossGaps) {
