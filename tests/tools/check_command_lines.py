@@ -36,6 +36,7 @@ CASES = [
     ("qvt-stream", ["--impedance", "0.1"], 2, "averaging time"),
     ("qvt-stream", ["stray"], 2, "stray"),
     ("qvt-emulator", ["--rate", "500"], 2, "300 or 600"),
+    ("qvt-doctor", ["--devices", "/nonexistent"], 2, "nonexistent"),
     ("qvt-emulator", ["--drop-log", os.path.join(WORK, "no", "drops.txt")], 1, "No such file or directory"),
 ]
 for program in PROGRAMS:

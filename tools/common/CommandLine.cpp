@@ -73,7 +73,8 @@ CommandLine::CommandLine(ProgramText programText) : text(std::move(programText))
 
 CLI::Option* CommandLine::AddPort(std::string& port) {
   return app
-      .add_option("-p,--port", port, "serial device of the headset (default: the one QVTSerialPort names)")
+      .add_option("-p,--port", port, "serial device of the headset, or auto for the one headset qvt-doctor finds "
+                   "(default: the one QVTSerialPort names)")
       ->type_name("PORT")
       ->check(CLI::Validator([](std::string& value) { return value.empty() ? "needs a device" : ""; }, ""));
 }

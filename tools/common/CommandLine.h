@@ -36,8 +36,8 @@ class CommandLine {
   // The program's own options are added here.
   CLI::App& App() { return app; }
 
-  // --port/-p: a serial device; the default "DEFAULT" means the device the
-  // QVTSerialPort environment variable names.
+  // --port/-p: a serial device, or "auto" (ResolvePort); the default
+  // "DEFAULT" means the device the QVTSerialPort environment variable names.
   CLI::Option* AddPort(std::string& port);
   // --seconds/-s: how long, 0 (the default) until Ctrl-C.
   CLI::Option* AddSeconds(double& seconds, const std::string& what);

@@ -3,6 +3,7 @@
 #include <sstream>
 
 #include "BatchLoop.h"
+#include "HeadsetSearch.h"
 #include "Interrupt.h"
 #include "LibraryCalls.h"
 #include "MessageLog.h"
@@ -17,7 +18,8 @@ constexpr std::size_t kDiscardChunk = 1024;
 namespace QVT::Tools {
 
 std::string ResolvePort(const std::string& port) {
-  return port == "DEFAULT" ? Copy(QVT_GetDefaultPort()) : port;
+  const std::string chosen = port == "DEFAULT" ? Copy(QVT_GetDefaultPort()) : port;
+  return chosen == "auto" ? FindTheHeadset() : chosen;
 }
 
 HeadsetHandle Connect(const std::string& port, int verbosity) {

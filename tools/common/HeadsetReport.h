@@ -19,8 +19,9 @@ struct HeadsetDeleter {
 };
 using HeadsetHandle = std::unique_ptr<QVT_Headset, HeadsetDeleter>;
 
-// The port to use: "DEFAULT" means the one QVTSerialPort names; empty when
-// it names none.
+// The port to use: "DEFAULT" means the one QVTSerialPort names (empty when
+// it names none), "auto" the one working headset a search finds (it throws
+// RuntimeError with the list of several, or the diagnosis of none).
 std::string ResolvePort(const std::string& port);
 
 // Connects with the library's messages routed through the tools' message
