@@ -4,12 +4,14 @@ usage: check_playback.py MODE EMULATOR RECORDER
   roundtrip  record 14 s from the synthetic headset, replay the file and record
              10 s of it: every electrode, auxiliary and trigger channel sample by
              sample within one step of the headset's converter, the triggers on
-             the same samples. (The accelerometer is replayed at the times of its
-             samples, but the host holds each of its samples for a while that
-             depends on when its packet arrives, so it is not compared.)
+             the same samples, the impedances measured before it the same.
+             (The accelerometer is replayed at the times of its samples, but
+             the host holds each of its samples for a while that depends on
+             when its packet arrives, so it is not compared.)
   ending     a 2 s recording replayed: silent at its end (the recorder stops
              on a silent headset), again and again with --loop, twice as many
-             samples a second with --speed 2; a file that cannot be played: a reason and status 1
+             samples a second with --speed 2; a file that cannot be played: a
+             reason and status 1
 """
 import os
 import re
@@ -23,11 +25,15 @@ import numpy as np
 MODE, EMULATOR, RECORDER = sys.argv[1:4]
 WORK = tempfile.mkdtemp(prefix="qvt_playback_")
 GAIN = 0.302  # µV per count, the largest of the virtual headset's gains
+# A recording's first samples are not compared: the host delays the trigger
+# by 16 samples, and the packets made before the impedance check's end
+# reached the headset still carry its carriers.
+SETTLED = 50
 
 
-def record(name, emulator_args, seconds):
+def record(name, emulator_args, seconds, recorder_args=()):
     path = os.path.join(WORK, name)
-    command = [EMULATOR, *emulator_args, "--", RECORDER, "--seconds", str(seconds), path]
+    command = [EMULATOR, *emulator_args, "--", RECORDER, "--seconds", str(seconds), *recorder_args, path]
     return path, subprocess.run(command, capture_output=True, text=True, timeout=180)
 
 
@@ -43,11 +49,11 @@ def check(condition, message, run=None):
 def shift_of(first, second, picks):
     # The replay begins where the recorder starts reading, some samples into
     # the stream: find where the second file starts in the first.
-    a, b = first.get_data(picks=picks), second.get_data(picks=picks)
+    a, b = first.get_data(picks=picks), second.get_data(picks=picks)[:, SETTLED:SETTLED + 100]
     for d in range(0, first.n_times - second.n_times + 1):
-        if np.max(np.abs(a[:, d:d + 100] - b[:, :100])) < GAIN * 1e-6:
+        if np.max(np.abs(a[:, d + SETTLED:d + SETTLED + 100] - b)) < GAIN * 1e-6:
             return d
-    sys.exit("the replay matches no stretch of the original")
+    sys.exit(f"the replay matches no stretch of the original at {first.info['sfreq']} Hz")
 
 
 def onsets(raw):
@@ -56,9 +62,13 @@ def onsets(raw):
 
 def roundtrip():
     for rate in (300, 600):
-        original, run = record(f"original_{rate}.bdf", ["--seed", "3", "--rate", str(rate)], 14)
+        # Impedances measured first: the replay's carriers encode those the
+        # original's "Z" annotations give, not the emulator's 5 kOhm.
+        check_first = ["--impedance", "2"]
+        original, run = record(f"original_{rate}.bdf", ["--seed", "3", "--rate", str(rate), "--electrode-impedance",
+                                                        "12"], 14, check_first)
         check(run.returncode == 0, "recording the synthetic headset", run)
-        replayed, run = record(f"replayed_{rate}.bdf", ["--rate", str(rate), "--playback", original], 10)
+        replayed, run = record(f"replayed_{rate}.bdf", ["--rate", str(rate), "--playback", original], 10, check_first)
         check(run.returncode == 0, "recording the replay", run)
         check("M1 <- \"Pz\"" in run.stderr and "slots left empty: none" in run.stderr, "what is played where", run)
         first, second = read(original), read(replayed)
@@ -67,15 +77,17 @@ def roundtrip():
         d = shift_of(first, second, signals[:-1])
         n = second.n_times
         check(d + n <= first.n_times, f"the replay is {d} samples into the original")
-        # The host's trigger delay holds the first 16 samples of a stream.
-        a, b = first.get_data(picks=signals)[:, d + 16:d + n], second.get_data(picks=signals)[:, 16:]
+        a, b = first.get_data(picks=signals)[:, d + SETTLED:d + n], second.get_data(picks=signals)[:, SETTLED:]
         worst = np.max(np.abs(a - b), axis=1)
         # Electrode channels in V, the auxiliary inputs and the trigger in counts.
         step = np.array([GAIN if c in ("X1", "X2", "TRG") else GAIN * 1e-6 for c in signals])
         check(np.all(worst <= step), f"differences {dict(zip(signals, worst / step))} steps at {rate} Hz")
-        moved = [o - d for o in onsets(first) if 16 <= o - d < n]
-        found = [o for o in onsets(second) if o >= 16]
+        moved = [o - d for o in onsets(first) if SETTLED <= o - d < n]
+        found = [o for o in onsets(second) if o >= SETTLED]
         check(found == moved and len(moved) >= 8, f"triggers {found}, expected {moved}")
+        impedances = [[a["description"] for a in raw.annotations if a["description"].startswith("Z ")]
+                      for raw in (first, second)]
+        check(impedances[0] == impedances[1] and "Z Cz 12.0 kOhm" in impedances[0], f"impedances {impedances}")
 
 
 def ending():
