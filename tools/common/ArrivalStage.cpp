@@ -1,7 +1,5 @@
 #include "ArrivalStage.h"
 
-#include <time.h>
-
 #include <algorithm>
 
 namespace QVT::Tools {
@@ -18,12 +16,6 @@ void WriteArrival(QVT_Headset* /*headset*/, double sampleTime, void* stage) {
 }
 
 }  // namespace
-
-double MonotonicSeconds() {
-  timespec now{};
-  clock_gettime(CLOCK_MONOTONIC, &now);
-  return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
-}
 
 std::optional<ArrivalStage> AddArrivalStage(QVT_Headset* headset, double bufferSeconds) {
   ArrivalStage added;

@@ -9,6 +9,7 @@
 #include <optional>
 #include <vector>
 
+#include "MonotonicClock.h"
 #include "qvt/qvt.h"
 
 namespace QVT::Tools {
@@ -28,8 +29,5 @@ std::optional<ArrivalStage> AddArrivalStage(QVT_Headset* headset, double bufferS
 // appended to headsetTimes and arrivals, in order. Returns how many.
 std::size_t ReadArrivals(QVT_Headset* headset, const ArrivalStage& stage, std::vector<double>& headsetTimes,
                          std::vector<double>& arrivals);
-
-// Now, in seconds of CLOCK_MONOTONIC.
-double MonotonicSeconds();
 
 }  // namespace QVT::Tools

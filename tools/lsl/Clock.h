@@ -1,9 +1,12 @@
-// The clock every stamp and time probe of the network speaks: CLOCK_MONOTONIC
-// in seconds, the same on every process of this machine.
+// The clock every stamp and time probe of the network speaks: the tools'
+// one clock, CLOCK_MONOTONIC in seconds, the same on every process of this
+// machine.
 #pragma once
+
+#include "MonotonicClock.h"
 
 namespace QVT::Lsl {
 
-double LocalClock();
+inline double LocalClock() { return Tools::MonotonicSeconds(); }
 
 }  // namespace QVT::Lsl
