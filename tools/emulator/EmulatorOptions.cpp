@@ -86,6 +86,9 @@ void DeclareEmulatorOptions(Tools::CommandLine& line, EmulatorOptions& options) 
       ->check(NumberFrom(0.01, 100.0));
   app.add_flag("--loop", options.loop, "start the recording again at its end")->group("Signals");
   app.add_flag("--eyes-closed", options.eyesClosed, "stronger alpha rhythm")->group("Signals");
+  app.add_option("--serial", options.serialNumber, "the serial number it reports (default 20240001)")
+      ->type_name("N")
+      ->check(CLI::Range(1u, 99999999u));
   app.add_option("--seed", options.seed, "seed of every random choice (default 1)")
       ->type_name("N")
       ->group("Signals")

@@ -16,6 +16,7 @@ struct EmulatorOptions {
   double impedanceKiloOhms = 5.0;
   bool eyesClosed = false;
   std::uint64_t seed = 1;
+  std::uint32_t serialNumber = 20240001;  // two virtual headsets at once tell themselves apart by it
   double corruptRate = 0.0;
   double dropRate = 0.0;
   double garbageRate = 0.0;

@@ -34,7 +34,7 @@ testing::PeerProfile Profile(const EmulatorOptions& options, std::shared_ptr<con
                              std::shared_ptr<Playback> playback, std::FILE* dropLog, std::FILE* truth) {
   testing::PeerProfile profile;
   profile.identity = "VirtualHeadset R1";
-  profile.serialNumber = 20240001;
+  profile.serialNumber = options.serialNumber;
   profile.sensorCount = options.layout == "7" ? 7 : 24;
   profile.masterFirmware = "1.2";
   profile.slaveFirmware = "1.2";
