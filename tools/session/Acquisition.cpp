@@ -34,6 +34,8 @@ constexpr std::size_t kDrainChunk = 64;
 // The arrival stage keeps this much signal: far more than a batch, so that
 // it never runs short of the montage's channels.
 constexpr double kArrivalBufferSeconds = 30.0;
+// Stamps kept for events found late: more than the trigger's delay.
+constexpr std::size_t kRecentStamps = 1024;
 
 double SecondsSince(Clock::time_point start) {
   return std::chrono::duration<double>(Clock::now() - start).count();
@@ -63,6 +65,9 @@ struct Acquisition::State {
   std::uint64_t lost = 0;
   unsigned gaps = 0;
   double lastStamp = 0.0;
+  // The stamps of the latest samples, the last one being sample next - 1,
+  // for events found on samples already delivered.
+  std::deque<double> recentStamps;
   bool outage = false;  // the next gap is the link's
   unsigned linkLosses = 0;
   std::vector<Alarm> alarms;
@@ -93,7 +98,14 @@ struct Acquisition::State {
   bool PastEnd() const;
   bool Reconnect();
   void Tell(const Event& event);
+  double StampOf(std::uint64_t sample) const;
 };
+
+double Acquisition::State::StampOf(std::uint64_t sample) const {
+  const std::uint64_t back = next - 1 - std::min(sample, next - 1);
+  if (back < recentStamps.size()) return recentStamps[recentStamps.size() - 1 - back];
+  return lastStamp - static_cast<double>(back) / start.rate;
+}
 
 void Acquisition::State::Identify(std::vector<ElectrodeImpedance> impedances) {
   QVT_Headset* h = headset.get();
@@ -101,6 +113,7 @@ void Acquisition::State::Identify(std::vector<ElectrodeImpedance> impedances) {
   start.revision = Copy(QVT_Headset_GetHardwareRevision(h));
   start.serialNumber = QVT_Headset_GetSerialNumber(h);
   start.firmware = Copy(QVT_Headset_GetFirmwareRevision(h));
+  start.reference = Copy(QVT_Headset_GetReferenceString(h));
   start.rate = QVT_Headset_GetSamplingRate(h);
   const int filterMode = QVT_Headset_GetFilterMode(h);
   ThrowIfFailed("cannot read the headset's identity");
@@ -205,6 +218,11 @@ std::size_t Acquisition::State::Take(std::size_t n) {
         ++gaps;
       }
       for (Part* part : parts) part->GapFound(gap);
+      // Lost samples hold their places among the recent stamps.
+      if (missing >= kRecentStamps) recentStamps.clear();
+      for (std::uint64_t k = missing < kRecentStamps ? missing : 0; k > 0; --k)
+        recentStamps.push_back(stamp - static_cast<double>(k) * period);
+      while (recentStamps.size() > kRecentStamps) recentStamps.pop_front();
       next += missing;
       blockFirst = next;
     }
@@ -217,19 +235,21 @@ std::size_t Acquisition::State::Take(std::size_t n) {
     headsetTimes.push_back(headsetTime);
     if (accelerometer) accelerometerTimes.push_back(reader.At(channelCount + 1, i));
     lastStamp = stamp;
+    recentStamps.push_back(stamp);
+    if (recentStamps.size() > kRecentStamps) recentStamps.pop_front();
+    const std::uint64_t position = next++;
     if (start.triggerChannel >= 0) {
       const double trigger = reader.At(static_cast<std::size_t>(start.triggerChannel), i);
-      if (const std::optional<TriggerOnset> onset = onsets->Take(next, trigger)) {
+      if (const std::optional<TriggerOnset> onset = onsets->Take(position, trigger)) {
         Event event;
         event.kind = Event::Kind::Trigger;
         event.sample = onset->sample;
-        event.stamp = stamp - static_cast<double>(next - onset->sample) * period;
+        event.stamp = StampOf(onset->sample);
         event.value = std::llround(onset->value);
         event.text = "TRG " + std::to_string(event.value);
         events.push_back(std::move(event));
       }
     }
-    ++next;
   }
   Flush();
   TakeAlarms();
@@ -339,6 +359,13 @@ void Acquisition::Mark(std::string text, double stamp, std::string source) {
 
 int Acquisition::Run() {
   State& s = *state;
+  if (!s.settings.montage.empty()) {
+    QVT_Headset_ForgetMontage(s.headset.get());
+    for (const std::string& channel : s.settings.montage) {
+      QVT_Headset_AddChannelToMontage_FromString(s.headset.get(), channel.c_str(), 0);
+      ThrowIfFailed("cannot add " + channel + " to the montage");
+    }
+  }
   PrintIdentity(s.headset.get(), stdout);
   std::vector<ElectrodeImpedance> impedances;
   if (s.settings.impedanceSeconds > 0.0) {

@@ -13,6 +13,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "HeadsetReport.h"
 #include "Part.h"
@@ -28,6 +29,9 @@ struct AcquisitionSettings {
   double impedanceSeconds = 0.0;  // 0: no impedance check
   bool reconnect = false;         // when the link is lost, reconnect every 2 s and go on
   int verbosity = 1;
+  // Channel specifications ("Fp1-M1", "TRG") that replace the headset's
+  // montage; empty: the montage it has.
+  std::vector<std::string> montage;
 };
 
 class Acquisition {

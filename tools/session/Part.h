@@ -29,6 +29,7 @@ struct SessionStart {
   std::string revision;
   int serialNumber = 0;
   std::string firmware;
+  std::string reference;               // the headset's reference, e.g. "M1/2+M2/2"
   double rate = 0.0;                   // nominal samples per second
   std::vector<ChannelPlan> channels;   // the montage, in the order of every sample's values
   int triggerChannel = -1;             // index into channels, negative for none
