@@ -1,5 +1,7 @@
 #include "RecordOptions.h"
 
+#include <memory>
+
 namespace QVT::Record {
 
 namespace {
@@ -42,7 +44,20 @@ void DeclareRecordOptions(Tools::CommandLine& line, RecordOptions& options) {
                  "instead of recording, make FILE readable again after a crash, a power cut or a full disk, "
                  "and say what was done; a sound file is left as it is")
       ->type_name("FILE");
-  app.callback([&options] {
+  auto lslName = std::make_shared<std::string>();
+  CLI::Option* lsl = app.add_option(
+         "--lsl", *lslName,
+         "also publish the signal and the events on the Lab Streaming Layer (as qvt-lsl does), under NAME if "
+         "given (default \"qvt MODEL SERIAL\")")
+      ->expected(0, 1)
+      ->type_name("[NAME]");
+  app.callback([&options, lsl, lslName] {
+    if (lsl->count() > 0) options.lsl = *lslName;
+    // "--lsl FILE.bdf": the file is no stream name.
+    if (options.file.empty() && options.lsl && (EndsWith(*options.lsl, ".bdf") || EndsWith(*options.lsl, ".BDF"))) {
+      options.file = *options.lsl;
+      options.lsl = "";
+    }
     if (options.file.empty() && options.repair.empty()) throw CLI::RequiredError("FILE");
     if (!options.file.empty() && !options.repair.empty())
       throw CLI::ValidationError("--repair", "mends a file, and records none");

@@ -1,6 +1,7 @@
 // The command line of qvt-record, parsed apart from any headset.
 #pragma once
 
+#include <optional>
 #include <string>
 
 #include "CommandLine.h"
@@ -18,6 +19,9 @@ struct RecordOptions {
   double slowDiskSeconds = 0.0;  // added to every record written, for tests
   std::string file;
   std::string repair;  // a file to mend instead of recording
+  // Also publish on the Lab Streaming Layer, under this name (empty: the
+  // default name); nothing: do not publish.
+  std::optional<std::string> lsl;
 };
 
 Tools::ProgramText RecordProgramText(const std::string& version);

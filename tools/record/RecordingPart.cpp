@@ -5,9 +5,9 @@
 #include <cmath>
 #include <cstdio>
 
-#include "ArrivalStage.h"
 #include "Interrupt.h"
 #include "LibraryCalls.h"
+#include "MonotonicClock.h"
 
 namespace QVT::Record {
 

@@ -18,6 +18,9 @@
 #include "RecordOptions.h"
 #include "RecordingPart.h"
 #include "qvt/qvt.h"
+#ifdef QVT_RECORD_LSL
+#include "PublishingPart.h"
+#endif
 
 namespace {
 
@@ -58,11 +61,22 @@ int main(int argc, char** argv) {
     if (port.empty()) throw UsageError("no headset port: give --port or set QVTSerialPort");
     NoteSubject(options.subject);
     InstallInterruptHandler();
-    QVT::Session::Acquisition acquisition({"qvt-record", port, options.seconds, options.impedanceSeconds,
-                                           options.reconnect, options.verbosity},
-                                          Connect(port, options.verbosity));
+    QVT::Session::AcquisitionSettings settings;
+    settings.program = "qvt-record";
+    settings.port = port;
+    settings.seconds = options.seconds;
+    settings.impedanceSeconds = options.impedanceSeconds;
+    settings.reconnect = options.reconnect;
+    settings.verbosity = options.verbosity;
+    QVT::Session::Acquisition acquisition(settings, Connect(port, options.verbosity));
     RecordingPart recording(options);
     acquisition.Add(recording);
+#ifdef QVT_RECORD_LSL
+    std::optional<QVT::Publish::PublishingPart> publishing;
+    if (options.lsl) acquisition.Add(publishing.emplace(*options.lsl, QVT::Lsl::OutletConfig{}));
+#else
+    if (options.lsl) throw UsageError("--lsl: this qvt-record was built without the Lab Streaming Layer");
+#endif
     return ExitStatus(acquisition.Run());
   } catch (const UsageError& error) {
     std::fprintf(stderr, "qvt-record: %s (see --help)\n", error.what());

@@ -1,0 +1,47 @@
+// qvt-lsl: publishes a headset on the Lab Streaming Layer, an EEG stream
+// stamped with acquisition times and a marker stream, until Ctrl-C.
+#include <malloc.h>
+
+#include <cstdio>
+#include <optional>
+#include <string>
+
+#include "Abandoned.h"
+#include "Acquisition.h"
+#include "HeadsetReport.h"
+#include "Interrupt.h"
+#include "LslOptions.h"
+#include "PublishingPart.h"
+#include "qvt/qvt.h"
+
+int main(int argc, char** argv) {
+  using namespace QVT::Tools;
+  using namespace QVT::Publish;
+  // A reconnection builds the new headset on a thread of its own (see qvt-record).
+  mallopt(M_ARENA_MAX, 1);
+  LslOptions options;
+  CommandLine line(
+      LslProgramText(std::string("qvt-lsl ") + QVT_LSL_VERSION + " (library " + QVT_GetAPIVersion() + ")"));
+  DeclareLslOptions(line, options);
+  if (const std::optional<int> status = line.ParseOrExit(argc, argv)) return *status;
+  try {
+    const std::string port = ResolvePort(options.port);
+    if (port.empty()) throw UsageError("no headset port: give --port or set QVTSerialPort");
+    InstallInterruptHandler();
+    QVT::Lsl::OutletConfig outlet;
+    outlet.listenAddress = options.listen;
+    PublishingPart publishing(options.name, outlet);
+    QVT::Session::AcquisitionSettings settings{"qvt-lsl", port, options.seconds, options.impedanceSeconds,
+                                               options.reconnect, options.verbosity, options.montage};
+    QVT::Session::Acquisition acquisition(settings, Connect(port, options.verbosity));
+    acquisition.Add(publishing);
+    return ExitStatus(acquisition.Run());
+  } catch (const UsageError& error) {
+    std::fprintf(stderr, "qvt-lsl: %s (see --help)\n", error.what());
+    return kUsageFailure;
+  } catch (const std::exception& error) {
+    std::fflush(stdout);
+    std::fprintf(stderr, "qvt-lsl: %s\n", error.what());
+    return ExitStatus(kRuntimeFailure);
+  }
+}
