@@ -32,18 +32,21 @@ std::optional<ArrivalStage> AddArrivalStage(QVT_Headset* headset, double bufferS
 }
 
 std::size_t ReadArrivals(QVT_Headset* headset, const ArrivalStage& stage, std::vector<double>& headsetTimes,
-                         std::vector<double>& arrivals) {
+                         std::vector<double>& arrivals, std::size_t most) {
   constexpr std::size_t kChunk = 4096;
   QVT_Channel* const channels[] = {stage.headsetTime, stage.arrival};
   std::vector<double> out(2 * kChunk);
   std::size_t total = 0;
-  for (;;) {
-    const std::size_t taken = QVT_Headset_ReadChannels(headset, channels, 2, out.data(), kChunk, nullptr);
+  while (total < most) {
+    const std::size_t chunk = std::min(kChunk, most - total);
+    const std::size_t taken = QVT_Headset_ReadChannels(headset, channels, 2, out.data(), chunk, nullptr);
     headsetTimes.insert(headsetTimes.end(), out.begin(), out.begin() + static_cast<std::ptrdiff_t>(taken));
-    arrivals.insert(arrivals.end(), out.begin() + kChunk, out.begin() + static_cast<std::ptrdiff_t>(kChunk + taken));
+    arrivals.insert(arrivals.end(), out.begin() + static_cast<std::ptrdiff_t>(chunk),
+                    out.begin() + static_cast<std::ptrdiff_t>(chunk + taken));
     total += taken;
-    if (taken < kChunk) return total;
+    if (taken < chunk) break;
   }
+  return total;
 }
 
 }  // namespace QVT::Tools

@@ -6,6 +6,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <vector>
 
@@ -25,9 +26,10 @@ struct ArrivalStage {
 // library refuses (its error is left for ThrowIfFailed).
 std::optional<ArrivalStage> AddArrivalStage(QVT_Headset* headset, double bufferSeconds);
 
-// Takes every buffered sample of the stage: (headset time, arrival) pairs
-// appended to headsetTimes and arrivals, in order. Returns how many.
+// Takes the buffered samples of the stage, up to `most`: (headset time,
+// arrival) pairs appended to headsetTimes and arrivals, in order. Returns
+// how many.
 std::size_t ReadArrivals(QVT_Headset* headset, const ArrivalStage& stage, std::vector<double>& headsetTimes,
-                         std::vector<double>& arrivals);
+                         std::vector<double>& arrivals, std::size_t most = SIZE_MAX);
 
 }  // namespace QVT::Tools

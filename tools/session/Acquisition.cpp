@@ -90,6 +90,7 @@ struct Acquisition::State {
   void Identify(std::vector<ElectrodeImpedance> impedances);
   void UseMontage();
   double ArrivalOf(double headsetTime);
+  void ReadArrivalsUpTo(double headsetTime, std::size_t samples);
   std::size_t Take(std::size_t n);
   void Flush();
   void TakeAlarms();
@@ -149,6 +150,18 @@ void Acquisition::State::UseMontage() {
   if (accelerometer) reader.channels.push_back(channels.accelerometerTime);
 }
 
+// Only as far as the montage was read: batches are paced by the fewest
+// samples buffered in any channel read, so emptying the stage would hide
+// the montage's backlog from the pacing.
+void Acquisition::State::ReadArrivalsUpTo(double headsetTime, std::size_t samples) {
+  std::size_t most = samples;
+  for (int round = 0; round < 4 && most > 0; ++round) {
+    if (ReadArrivals(headset.get(), arrivalStage, arrivalTimes, arrivals, most) < most) return;
+    const double behind = (headsetTime - arrivalTimes.back()) * start.rate;
+    most = behind > 0.5 ? static_cast<std::size_t>(std::llround(behind)) : 0;
+  }
+}
+
 double Acquisition::State::ArrivalOf(double headsetTime) {
   const double half = 0.5 / start.rate;
   while (arrivalsUsed < arrivalTimes.size() && arrivalTimes[arrivalsUsed] < headsetTime - half) ++arrivalsUsed;
@@ -199,7 +212,7 @@ void Acquisition::State::Flush() {
 std::size_t Acquisition::State::Take(std::size_t n) {
   QVT_Headset* h = headset.get();
   const std::size_t taken = reader.Read(h, n);
-  ReadArrivals(h, arrivalStage, arrivalTimes, arrivals);
+  if (taken > 0) ReadArrivalsUpTo(reader.At(channelCount, taken - 1), taken);
   const double period = 1.0 / start.rate;
   blockFirst = next;
   for (std::size_t i = 0; i < taken; ++i) {
@@ -394,7 +407,7 @@ int Acquisition::Run() {
             s.Take(n);
             return !s.Done();
           },
-          s.display, s.progress);
+          s.display, s.progress, s.settings.pacing);
       while (s.Take(kDrainChunk) > 0) {
       }
       break;
