@@ -13,8 +13,6 @@ namespace QVT::Tools {
 
 namespace {
 
-constexpr double kBatchSeconds = 0.1;
-constexpr double kTargetDelay = 0.05;
 // Without a sample for this long the headset is taken for gone: a little
 // before the library, inside a wait, would ask a headset silent for 5 s for
 // an echo, which a link that comes back meanwhile may still fail.
@@ -66,12 +64,12 @@ class BackgroundAcquisition {
 }  // namespace
 
 void RunBatches(QVT_Headset* headset, double seconds, const std::function<bool(unsigned)>& readBatch,
-                ProgressDisplay& display, Progress& progress) {
+                ProgressDisplay& display, Progress& progress, const BatchPacing& pacing) {
   const double rate = QVT_Headset_GetSamplingRate(headset);
   ThrowIfFailed("cannot read the sampling rate");
   if (!(rate > 0.0)) throw RuntimeError("the headset reports no sampling rate");
-  const auto batchSize = static_cast<unsigned>(std::max(1.0, std::round(rate * kBatchSeconds)));
-  QVT_Headset_ConfigureBatch(headset, batchSize, kTargetDelay);
+  const auto batchSize = static_cast<unsigned>(std::max(1.0, std::round(rate * pacing.batchSeconds)));
+  QVT_Headset_ConfigureBatch(headset, batchSize, pacing.targetDelay);
   ThrowIfFailed("cannot configure batches");
 
   if (Interrupted()) return;

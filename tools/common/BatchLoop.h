@@ -17,6 +17,14 @@ class LinkLostError : public RuntimeError {
   using RuntimeError::RuntimeError;
 };
 
+// How batches come: their length, and the signal kept buffered so that
+// they come evenly despite the link's bursts. Shorter and less buffered
+// for less delay, at the cost of more wake-ups.
+struct BatchPacing {
+  double batchSeconds = 0.1;
+  double targetDelay = 0.05;
+};
+
 // Starts background acquisition, calls readBatch(batchSize) whenever a batch
 // is due until it returns false or `seconds` more have passed, shows the
 // progress, and stops acquisition again (also on error). progress carries
@@ -27,6 +35,6 @@ class LinkLostError : public RuntimeError {
 // caller lets go of the headset with Abandon, or asks QVT_Headset_IsConnected
 // before deleting it, so that the teardown does not wait on a dead link.
 void RunBatches(QVT_Headset* headset, double seconds, const std::function<bool(unsigned)>& readBatch,
-                ProgressDisplay& display, Progress& progress);
+                ProgressDisplay& display, Progress& progress, const BatchPacing& pacing = {});
 
 }  // namespace QVT::Tools

@@ -31,8 +31,14 @@ int main(int argc, char** argv) {
     QVT::Lsl::OutletConfig outlet;
     outlet.listenAddress = options.listen;
     PublishingPart publishing(options.name, outlet);
-    QVT::Session::AcquisitionSettings settings{"qvt-lsl", port, options.seconds, options.impedanceSeconds,
-                                               options.reconnect, options.verbosity, options.montage};
+    QVT::Session::AcquisitionSettings settings;
+    settings.program = "qvt-lsl";
+    settings.port = port;
+    settings.seconds = options.seconds;
+    settings.impedanceSeconds = options.impedanceSeconds;
+    settings.reconnect = options.reconnect;
+    settings.verbosity = options.verbosity;
+    settings.montage = options.montage;
     QVT::Session::Acquisition acquisition(settings, Connect(port, options.verbosity));
     acquisition.Add(publishing);
     return ExitStatus(acquisition.Run());

@@ -15,6 +15,7 @@
 #include <string>
 #include <vector>
 
+#include "BatchLoop.h"
 #include "HeadsetReport.h"
 #include "Part.h"
 
@@ -32,6 +33,7 @@ struct AcquisitionSettings {
   // Channel specifications ("Fp1-M1", "TRG") that replace the headset's
   // montage; empty: the montage it has.
   std::vector<std::string> montage;
+  Tools::BatchPacing pacing;  // publishing wants short batches, a file long ones
 };
 
 class Acquisition {
