@@ -26,10 +26,15 @@ constexpr double kPi = 3.141592653589793;
 constexpr int kCz = 11;  // slots of the 10-20 image
 constexpr int kTriggerLead = 16;
 
+// The files of this run, in a directory removed when the run ends.
 std::string TempFile(const std::string& name) {
-  const auto dir = std::filesystem::temp_directory_path() / ("qvt_playback_" + std::to_string(getpid()));
-  std::filesystem::create_directories(dir);
-  return (dir / name).string();
+  static const struct Directory {
+    std::filesystem::path path =
+        std::filesystem::temp_directory_path() / ("qvt_playback_" + std::to_string(getpid()));
+    Directory() { std::filesystem::create_directories(path); }
+    ~Directory() { std::filesystem::remove_all(path); }
+  } directory;
+  return (directory.path / name).string();
 }
 
 Playback Play(const std::string& file, unsigned rate = 300, bool loop = false) {

@@ -15,6 +15,7 @@ usage: check_playback.py MODE EMULATOR RECORDER
 """
 import os
 import re
+import shutil
 import subprocess
 import sys
 import tempfile
@@ -114,4 +115,5 @@ def ending():
 
 
 {"roundtrip": roundtrip, "ending": ending}[MODE]()
+shutil.rmtree(WORK)  # kept when a check fails, to look at
 print(MODE, "ok")
