@@ -39,9 +39,22 @@ def silent_pty(directory, name, group=None):
 
 def run(command, directory, user=None):
     env = dict(os.environ, QVT_DEVICE_DIR=directory, LD_PRELOAD=PRELOAD)
-    if user:
-        command = ["setpriv", "--reuid=" + user, "--regid=nogroup", "--clear-groups", *command]
-    return subprocess.run(command, capture_output=True, text=True, timeout=150, env=env)
+    if not user:
+        return subprocess.run(command, capture_output=True, text=True, timeout=150, env=env)
+    # The build tree may be closed to the user (under /root): the program
+    # and the library go where the user may run them.
+    programs = tempfile.mkdtemp(prefix="qvt_doctor_programs_")
+    try:
+        os.chmod(programs, 0o755)
+        for path in (command[0], os.path.join(os.path.dirname(PRELOAD), "libqvt.so.1")):
+            shutil.copy(path, programs)
+        del env["LD_PRELOAD"]
+        env["LD_LIBRARY_PATH"] = programs
+        command = ["setpriv", "--reuid=" + user, "--regid=nogroup", "--clear-groups",
+                   os.path.join(programs, os.path.basename(command[0])), *command[1:]]
+        return subprocess.run(command, capture_output=True, text=True, timeout=150, env=env)
+    finally:
+        shutil.rmtree(programs)
 
 
 def held(directory):
