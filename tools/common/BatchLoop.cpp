@@ -19,6 +19,11 @@ namespace {
 constexpr double kDataTimeout = 4.5;
 // The longest a wait for a batch goes on before the loop looks at its flags.
 constexpr double kWaitSlice = 0.1;
+// A prompt loop sleeps this share of a block's time (the headset sends six
+// samples at a time) after each read: less wakes the library's
+// millisecond polling for longer, more misses blocks that come early.
+constexpr double kPromptSleep = 0.7;
+constexpr double kBlockSamples = 6.0;
 
 std::string Seconds(double seconds) {
   char text[32];
@@ -83,6 +88,7 @@ void RunBatches(QVT_Headset* headset, double seconds, const std::function<bool(u
     unsigned long previouslyArrived = 0;
     std::uint64_t samplesBefore = progress.samples;
     double lastArrival = elapsedBefore;
+    bool read = false;  // the last turn read samples
     while (!Interrupted()) {
       progress.elapsedSeconds = elapsedBefore + SecondsSince(start);
       if (QVT_Headset_GetLinkState(headset, nullptr) == QVT_LINK_LOST) {
@@ -102,7 +108,13 @@ void RunBatches(QVT_Headset* headset, double seconds, const std::function<bool(u
       previouslyArrived = arrived;
       // Bounded, so that Ctrl-C and a silent headset are noticed between
       // waits.
-      const int waited = QVT_Headset_WaitForBatchTimeout(headset, kWaitSlice, nullptr);
+      // The library's bounded wait looks every millisecond: a prompt loop
+      // first sleeps through most of the time the next block takes.
+      if (pacing.prompt && read) QVT_Sleep(kPromptSleep * kBlockSamples / rate);
+      read = false;
+      unsigned long ready = batchSize;
+      const int waited = pacing.prompt ? QVT_Headset_WaitForSamplesTimeout(headset, 1, kWaitSlice, &ready)
+                                       : QVT_Headset_WaitForBatchTimeout(headset, kWaitSlice, nullptr);
       if (waited == 0 && QVT_Headset_GetLinkState(headset, nullptr) == QVT_LINK_LOST) {
         QVT_ClearError();  // told as a lost link at the top of the loop
         continue;
@@ -112,9 +124,11 @@ void RunBatches(QVT_Headset* headset, double seconds, const std::function<bool(u
         display.Update(progress);
         continue;
       }
-      const bool more = readBatch(batchSize);
+      const auto taking = static_cast<unsigned>(ready);
+      read = true;
+      const bool more = readBatch(taking);
       ThrowIfFailed("reading a batch failed");
-      progress.samples += batchSize;
+      progress.samples += taking;
       progress.elapsedSeconds = elapsedBefore + SecondsSince(start);
       display.Update(progress);
       if (!more || progress.elapsedSeconds >= end) break;

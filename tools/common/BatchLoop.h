@@ -23,6 +23,10 @@ class LinkLostError : public RuntimeError {
 struct BatchPacing {
   double batchSeconds = 0.1;
   double targetDelay = 0.05;
+  // No pacing: whatever has arrived is read as soon as it is there, for
+  // the least delay (more wake-ups, batches as uneven as the link); the
+  // two values above are then not used.
+  bool prompt = false;
 };
 
 // Starts background acquisition, calls readBatch(batchSize) whenever a batch

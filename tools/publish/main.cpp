@@ -39,6 +39,8 @@ int main(int argc, char** argv) {
     settings.reconnect = options.reconnect;
     settings.verbosity = options.verbosity;
     settings.montage = options.montage;
+    // A consumer wants each block as soon as it arrives.
+    settings.pacing.prompt = true;
     QVT::Session::Acquisition acquisition(settings, Connect(port, options.verbosity));
     acquisition.Add(publishing);
     return ExitStatus(acquisition.Run());

@@ -68,6 +68,8 @@ int main(int argc, char** argv) {
     settings.impedanceSeconds = options.impedanceSeconds;
     settings.reconnect = options.reconnect;
     settings.verbosity = options.verbosity;
+    // Consumers of the published stream want each block as soon as it arrives.
+    settings.pacing.prompt = options.lsl.has_value();
     QVT::Session::Acquisition acquisition(settings, Connect(port, options.verbosity));
     RecordingPart recording(options);
     acquisition.Add(recording);
