@@ -6,6 +6,7 @@
 #include "FeedSession.h"
 #include "Log.h"
 #include "NetworkInterfaces.h"
+#include "OfferedStreams.h"
 #include "SampleCodec.h"
 #include "ServiceState.h"
 
@@ -40,11 +41,13 @@ Outlet::Outlet(const StreamInfo& info, const OutletConfig& config)
   OpenDiscovery(listen);
   Accept();
   thread = std::thread([this] { io.run(); });
+  NoteOffered(state->info.Uid());
   Log("offering \"" + state->info.Name() + "\" (" + state->info.Type() + ") on " + config.listenAddress + ":" +
       std::to_string(port));
 }
 
 Outlet::~Outlet() {
+  NoteWithdrawn(state->info.Uid());
   io.stop();
   thread.join();
 }

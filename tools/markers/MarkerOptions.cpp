@@ -1,6 +1,8 @@
 #include "MarkerOptions.h"
 
-#include <asio/ip/address.hpp>
+#include <arpa/inet.h>
+
+#include <array>
 
 namespace QVT::Markers {
 
@@ -23,9 +25,10 @@ void AddMarkerOptions(Tools::CommandLine& line, MarkerOptions& options) {
       ->type_name("ADDR")
       ->check(CLI::Validator(
           [](std::string& address) -> std::string {
-            asio::error_code error;
-            asio::ip::make_address(address, error);
-            return error ? "'" + address + "' is no IP address" : "";
+            std::array<unsigned char, 16> bytes{};
+            const bool ip = inet_pton(AF_INET, address.c_str(), bytes.data()) == 1 ||
+                            inet_pton(AF_INET6, address.c_str(), bytes.data()) == 1;
+            return ip ? "" : "'" + address + "' is no IP address";
           },
           ""))
       ->group(group);

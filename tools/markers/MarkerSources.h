@@ -15,7 +15,8 @@ namespace QVT::Markers {
 class MarkerSources {
  public:
   // Starts them all, delivering into queue, which must outlive them; throws
-  // std::runtime_error when the UDP port cannot be had.
+  // std::runtime_error when the UDP port cannot be had. Without an ignore
+  // rule of its own, LSL streams this process offers are not read.
   MarkerSources(const MarkerOptions& options, MarkerQueue& queue, LslMarkerSettings lslSettings = {});
 
   const UdpMarkerSource* Udp() const { return udp_.get(); }

@@ -59,6 +59,7 @@ void DeclareLslOptions(Tools::CommandLine& line, LslOptions& options) {
   line.AddImpedance(options.impedanceSeconds);
   line.AddSeconds(options.seconds, "stop after SECONDS of signal");
   app.add_flag("-r,--reconnect", options.reconnect, "when the link is lost, reconnect every 2 s and go on");
+  Markers::AddMarkerOptions(line, options.markers);
   line.AddVerbosity(options.verbosity);
 }
 

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "CommandLine.h"
+#include "MarkerOptions.h"
 
 namespace QVT::Publish {
 
@@ -17,6 +18,7 @@ struct LslOptions {
   double impedanceSeconds = 0.0;
   bool reconnect = false;
   int verbosity = 1;
+  Markers::MarkerOptions markers;  // from the experiment's software, republished
 };
 
 Tools::ProgramText LslProgramText(const std::string& version);

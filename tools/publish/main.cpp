@@ -11,6 +11,7 @@
 #include "HeadsetReport.h"
 #include "Interrupt.h"
 #include "LslOptions.h"
+#include "MarkerSources.h"
 #include "PublishingPart.h"
 #include "qvt/qvt.h"
 
@@ -43,6 +44,8 @@ int main(int argc, char** argv) {
     settings.pacing.prompt = true;
     QVT::Session::Acquisition acquisition(settings, Connect(port, options.verbosity));
     acquisition.Add(publishing);
+    // After the parts, so they stop before what they deliver to.
+    const QVT::Markers::MarkerSources markers(options.markers, acquisition.MarkerInbox());
     return ExitStatus(acquisition.Run());
   } catch (const UsageError& error) {
     std::fprintf(stderr, "qvt-lsl: %s (see --help)\n", error.what());

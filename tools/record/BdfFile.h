@@ -27,6 +27,9 @@ class BdfFile {
   // Room in the header for the subject's name and the equipment.
   static constexpr std::size_t kSubjectRoom = 74;
   static constexpr std::size_t kEquipmentRoom = 54;
+  // An annotation's text up to this many bytes is never cut (in recordings
+  // shorter than ten days, whose onsets take no more room).
+  static constexpr std::size_t kAnnotationTextRoom = 80;
 
   // Creates the file, empty until the first record. recordSamples samples of
   // every signal make one data record of recordSeconds (0.1 s or whole

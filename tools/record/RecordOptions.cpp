@@ -69,6 +69,7 @@ void DeclareRecordOptions(Tools::CommandLine& line, RecordOptions& options) {
       ->type_name("TEXT");
   app.add_flag("-r,--reconnect", options.reconnect, "when the link is lost, reconnect every 2 s and go on");
   app.add_flag("--overwrite", options.overwrite, "replace FILE if it exists");
+  Markers::AddMarkerOptions(line, options.markers);
   line.AddVerbosity(options.verbosity);
   // For the tests: a disk that takes this long for every 0.1 s record.
   app.add_option("--slow-disk", options.slowDiskSeconds)->check(Tools::NumberFrom(0.0, 10.0))->group("");

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "CommandLine.h"
+#include "MarkerOptions.h"
 
 namespace QVT::Record {
 
@@ -22,6 +23,7 @@ struct RecordOptions {
   // Also publish on the Lab Streaming Layer, under this name (empty: the
   // default name); nothing: do not publish.
   std::optional<std::string> lsl;
+  Markers::MarkerOptions markers;  // from the experiment's software
 };
 
 Tools::ProgramText RecordProgramText(const std::string& version);

@@ -7,6 +7,7 @@
 
 #include "Interrupt.h"
 #include "LibraryCalls.h"
+#include "MarkerReport.h"
 #include "MonotonicClock.h"
 
 namespace QVT::Record {
@@ -22,6 +23,9 @@ constexpr int kMostAnnotationSlots = 64;
 // The impedances fit into the first second, so that a recording cut short
 // soon after it began still has them.
 constexpr double kImpedanceRoomSeconds = 1.0;
+// Markers too long for the file, shown whole in the summary: as many as
+// bounded memory allows (a text is at most 64 KiB).
+constexpr std::size_t kCutMarkersKept = 100;
 
 std::string Format(const char* format, double value) {
   char text[64];
@@ -142,9 +146,17 @@ void RecordingPart::EventFound(const Session::Event& event) {
     case Kind::LinkRestored:
       linkDown = false;
       break;
-    case Kind::Marker:
-      recording->AnnotateAt(static_cast<double>(event.sample) / rate, event.text);
+    case Kind::Marker: {
+      const double onset = static_cast<double>(event.sample) / rate;
+      const std::string text = Markers::PrintableText(event.text);
+      recording->AnnotateAt(onset, text);
+      if (text.size() <= BdfFile::kAnnotationTextRoom) break;
+      if (cutMarkers.size() < kCutMarkersKept)
+        cutMarkers.push_back(Format("at %.4f s: ", onset) + text);
+      else
+        ++cutMarkersNotKept;
       break;
+    }
     case Kind::Trigger:  // the recording puts the trigger on its samples itself
       break;
   }
@@ -173,6 +185,12 @@ std::string RecordingPart::End(const Session::SessionEnd& end) {
   if (const std::uint64_t missed = recording->AccelerometerMissed())
     std::printf("%llu samples hold the accelerometer sample before their own, which was lost\n",
                 static_cast<unsigned long long>(missed));
+  if (!cutMarkers.empty()) {
+    std::printf("Markers too long for the file, which keeps their beginning, in full:\n");
+    for (const std::string& marker : cutMarkers) std::printf("  %s\n", marker.c_str());
+    if (cutMarkersNotKept > 0)
+      std::printf("  and %llu more\n", static_cast<unsigned long long>(cutMarkersNotKept));
+  }
   if (const std::uint64_t beyond = recording->AnnotationsBeyondRoom())
     std::printf("%llu annotations (the last ones) did not fit in the file and are lost\n",
                 static_cast<unsigned long long>(beyond));

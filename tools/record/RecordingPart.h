@@ -43,6 +43,9 @@ class RecordingPart : public Session::Part {
   std::unique_ptr<Recording> recording;
   bool headerWritten = false;
   bool linkDown = false;  // lost and not restored
+  // Markers whose text the file cuts, for the summary to show whole.
+  std::vector<std::string> cutMarkers;
+  std::uint64_t cutMarkersNotKept = 0;
   std::vector<double> values;
 };
 

@@ -19,6 +19,7 @@
 #include "RecordingPart.h"
 #include "qvt/qvt.h"
 #ifdef QVT_RECORD_LSL
+#include "MarkerSources.h"
 #include "PublishingPart.h"
 #endif
 
@@ -78,6 +79,12 @@ int main(int argc, char** argv) {
     if (options.lsl) acquisition.Add(publishing.emplace(*options.lsl, QVT::Lsl::OutletConfig{}));
 #else
     if (options.lsl) throw UsageError("--lsl: this qvt-record was built without the Lab Streaming Layer");
+#endif
+#ifdef QVT_RECORD_LSL
+    // Declared after the parts, so they stop before what they deliver to.
+    const QVT::Markers::MarkerSources markers(options.markers, acquisition.MarkerInbox());
+#else
+    if (options.markers.Any()) throw UsageError("--markers-from, --marker-port: this qvt-record was built without the Lab Streaming Layer");
 #endif
     return ExitStatus(acquisition.Run());
   } catch (const UsageError& error) {

@@ -16,6 +16,8 @@
 #include "BatchLoop.h"
 #include "Interrupt.h"
 #include "LibraryCalls.h"
+#include "MarkerPlacer.h"
+#include "MarkerReport.h"
 #include "SampleStamper.h"
 #include "TriggerOnsets.h"
 #include "qvt/qvt.h"
@@ -80,8 +82,8 @@ struct Acquisition::State {
   std::uint64_t blockFirst = 0;
   std::vector<Event> events;  // due after the block
 
-  std::mutex markerLock;
-  std::vector<Event> markers;  // from other threads, not yet delivered
+  Markers::MarkerQueue markerQueue;  // from other threads, not yet placed
+  std::unique_ptr<Markers::MarkerPlacer> placer;
 
   ProgressDisplay display{stdout, isatty(STDOUT_FILENO) == 1};
   Progress progress;
@@ -94,7 +96,8 @@ struct Acquisition::State {
   std::size_t Take(std::size_t n);
   void Flush();
   void TakeAlarms();
-  void TakeMarkers();
+  // Hands the markers that can be placed by now to the parts; finishing: all.
+  void TakeMarkers(bool finishing = false);
   bool Done() const;
   bool PastEnd() const;
   bool Reconnect();
@@ -131,6 +134,7 @@ void Acquisition::State::Identify(std::vector<ElectrodeImpedance> impedances) {
   channelCount = start.channels.size();
   stamper = std::make_unique<SampleStamper>(start.rate);
   onsets = std::make_unique<TriggerOnsets>(start.triggerDelay);
+  placer = std::make_unique<Markers::MarkerPlacer>(start.rate);
 }
 
 // The montage of the plan with the headset's stamp, and the arrival stage
@@ -251,6 +255,7 @@ std::size_t Acquisition::State::Take(std::size_t n) {
     recentStamps.push_back(stamp);
     if (recentStamps.size() > kRecentStamps) recentStamps.pop_front();
     const std::uint64_t position = next++;
+    placer->AddSample(position, stamp);
     if (start.triggerChannel >= 0) {
       const double trigger = reader.At(static_cast<std::size_t>(start.triggerChannel), i);
       if (const std::optional<TriggerOnset> onset = onsets->Take(position, trigger)) {
@@ -271,6 +276,9 @@ std::size_t Acquisition::State::Take(std::size_t n) {
   progress.gaps = gaps;
   progress.driftPpm = stamper->Model().DriftPpm();
   progress.extra.clear();
+  // Markers received per source, when any source is asked for.
+  if (const std::string status = Markers::MarkerStatus(markerQueue.Counts()); !status.empty())
+    progress.extra += "  " + status;
   for (Part* part : parts) part->Report(progress);
   return taken;
 }
@@ -289,21 +297,18 @@ void Acquisition::State::TakeAlarms() {
   }
 }
 
-void Acquisition::State::TakeMarkers() {
-  std::vector<Event> due;
-  {
-    std::lock_guard<std::mutex> guard(markerLock);
-    due.swap(markers);
-  }
-  const double rate = stamper ? stamper->Model().Rate() : start.rate;
-  for (Event& marker : due) {
-    // The nearest sample by the fitted clock, counted from the last one
-    // taken; the first sample for a marker before any.
-    if (next > 0) {
-      const double offset = std::round((marker.stamp - lastStamp) * rate);
-      marker.sample = static_cast<std::uint64_t>(std::max(0.0, static_cast<double>(next - 1) + offset));
-    }
-    Tell(marker);
+void Acquisition::State::TakeMarkers(bool finishing) {
+  if (!placer) return;  // before the first sample's rate is known they wait
+  const double now = MonotonicSeconds();
+  for (Markers::Marker& marker : markerQueue.Take()) placer->AddMarker(std::move(marker), now);
+  for (Markers::PlacedMarker& placed : finishing ? placer->Finish() : placer->Take(now)) {
+    Event event;
+    event.kind = Event::Kind::Marker;
+    event.sample = placed.position;
+    event.stamp = placed.marker.time;
+    event.text = std::move(placed.marker.text);
+    event.source = std::move(placed.marker.source);
+    Tell(event);
   }
 }
 
@@ -361,14 +366,10 @@ Acquisition::~Acquisition() = default;
 void Acquisition::Add(Part& part) { state->parts.push_back(&part); }
 
 void Acquisition::Mark(std::string text, double stamp, std::string source) {
-  Event marker;
-  marker.kind = Event::Kind::Marker;
-  marker.stamp = stamp;
-  marker.text = std::move(text);
-  marker.source = std::move(source);
-  std::lock_guard<std::mutex> guard(state->markerLock);
-  state->markers.push_back(std::move(marker));
+  state->markerQueue.Push({std::move(source), std::move(text), stamp});
 }
+
+Markers::MarkerQueue& Acquisition::MarkerInbox() { return state->markerQueue; }
 
 int Acquisition::Run() {
   State& s = *state;
@@ -430,7 +431,7 @@ int Acquisition::Run() {
     }
   }
   s.TakeAlarms();  // those that came after the last batch, or before the first
-  s.TakeMarkers();
+  s.TakeMarkers(true);
   s.display.Finish(s.progress);  // with what the last samples added
   SessionEnd end;
   end.samples = s.next;
@@ -446,6 +447,7 @@ int Acquisition::Run() {
   // Those that came after the parts ended are told here only.
   if (s.headset)
     for (Alarm& alarm : Tools::TakeAlarms(s.headset.get())) s.alarms.push_back(std::move(alarm));
+  if (s.placer) std::printf("%s", Markers::MarkerSummary(s.markerQueue.Counts(), *s.placer).c_str());
   std::printf("%s", FormatAlarms(s.alarms, 16).c_str());
   std::fflush(stdout);
   // Taking down a headset that fell silent would hold the program for 20 s.

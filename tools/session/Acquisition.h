@@ -17,6 +17,7 @@
 
 #include "BatchLoop.h"
 #include "HeadsetReport.h"
+#include "MarkerQueue.h"
 #include "Part.h"
 
 namespace QVT::Session {
@@ -48,8 +49,12 @@ class Acquisition {
 
   // A marker from any thread: its text, the time it stands for (seconds,
   // CLOCK_MONOTONIC) and where it came from. The parts get it as an Event
-  // on the acquisition thread with the next batch (or at the end).
+  // on the acquisition thread, at the sample nearest its time, once that
+  // sample is taken (at the end, the nearest there is).
   void Mark(std::string text, double stamp, std::string source);
+  // Where marker sources deliver (Markers::MarkerSources): the same queue,
+  // bounded, counting per source what it received, dropped and cut.
+  Markers::MarkerQueue& MarkerInbox();
 
   // Runs until Ctrl-C, the end of `seconds`, a part's failure or a lost link
   // that is not to be reconnected, and prints the summary. Returns 0;
