@@ -1,12 +1,13 @@
 // Run under qvt-emulator in a private network namespace: markers from an LSL
 // outlet written here and from UDP datagrams, taken by the acquisition core
 // as qvt-record takes them, are annotations at the sample whose acquisition
-// stamp is nearest their time; one stamped before the first sample is at
-// the first.
+// stamp is nearest their time (one stamped before the first sample is at the
+// first), and are republished on qvt's marker stream with their own time.
 #include <edflib.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <filesystem>
 #include <map>
@@ -17,7 +18,9 @@
 #include "Clock.h"
 #include "HeadsetReport.h"
 #include "MarkerSources.h"
+#include "Inlet.h"
 #include "Outlet.h"
+#include "PublishingPart.h"
 #include "RecordingPart.h"
 
 namespace QVT::Record {
@@ -63,8 +66,10 @@ TEST(MarkersInFile, AreAtTheSampleNearestTheirTime) {
   Session::Acquisition acquisition(settings, Tools::Connect(port, 0));
   RecordingPart recording(options);
   StampSpy spy;
+  Publish::PublishingPart publishing("qvt test", Lsl::OutletConfig{});
   acquisition.Add(recording);
   acquisition.Add(spy);
+  acquisition.Add(publishing);
   Lsl::Outlet outlet(Lsl::StreamInfo({"stim", "Markers", 1, Lsl::ChannelFormat::String, 0.0, "stim-source"}));
   Markers::MarkerOptions wanted;
   wanted.lslQueries = {"stim"};
@@ -74,6 +79,18 @@ TEST(MarkersInFile, AreAtTheSampleNearestTheirTime) {
   const Markers::MarkerSources sources(wanted, acquisition.MarkerInbox(), lsl);
 
   std::map<std::string, double> sent;  // text: its time
+  std::map<std::string, double> republished;
+  std::atomic<bool> running{true};
+  std::thread reader([&] {
+    std::vector<Lsl::ResolvedStream> found;
+    while (running && found.empty())
+      found = Lsl::Resolve(Lsl::QueryFor("qvt test Markers"),
+                           Lsl::ResolveTargets::Peer(asio::ip::address_v4::loopback()), 200ms);
+    if (found.empty()) return;
+    Lsl::Inlet inlet(found.front());
+    while (running)
+      if (const auto sample = inlet.Pull(100ms)) republished[sample->strings.at(0)] = sample->stamp;
+  });
   std::thread sender([&] {
     for (int i = 0; i < 250 && outlet.Consumers() == 0; ++i) std::this_thread::sleep_for(20ms);
     std::this_thread::sleep_for(1500ms);
@@ -91,6 +108,8 @@ TEST(MarkersInFile, AreAtTheSampleNearestTheirTime) {
   });
   acquisition.Run();
   sender.join();
+  running = false;
+  reader.join();
 
   edf_hdr_struct header{};
   ASSERT_EQ(edfopen_file_readonly(options.file.c_str(), &header, EDFLIB_READ_ALL_ANNOTATIONS), 0);
@@ -113,6 +132,8 @@ TEST(MarkersInFile, AreAtTheSampleNearestTheirTime) {
     const double tolerance = text.starts_with("udp") ? 1.0 : 0.0;
     EXPECT_LE(std::fabs(std::round(onsets[text] * rate) - static_cast<double>(spy.Nearest(time))), tolerance)
         << text;
+    ASSERT_TRUE(republished.contains(text)) << text;
+    EXPECT_NEAR(republished[text], time, text.starts_with("udp") ? 0.05 : 1e-3) << text;
   }
 }
 
