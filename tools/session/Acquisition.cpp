@@ -280,6 +280,7 @@ std::size_t Acquisition::State::Take(std::size_t n) {
   if (const std::string status = Markers::MarkerStatus(markerQueue.Counts()); !status.empty())
     progress.extra += "  " + status;
   for (Part* part : parts) part->Report(progress);
+  for (Part* part : parts) part->Tend(h);
   return taken;
 }
 

@@ -19,6 +19,7 @@
 #include "ElectrodeImpedance.h"
 #include "MontagePlan.h"
 #include "ProgressDisplay.h"
+#include "qvt/qvt.h"
 
 namespace QVT::Session {
 
@@ -102,6 +103,9 @@ class Part {
   virtual void EventFound(const Event& /*event*/) {}
   // Adds what the part shows on the status line (file size, say).
   virtual void Report(Tools::Progress& /*progress*/) {}
+  // After every batch, with the connected headset, for a part that asks it
+  // things of its own (battery, impedances) or switches its impedance driver.
+  virtual void Tend(QVT_Headset* /*headset*/) {}
   // Whether the part has failed and acquisition should stop; a reason.
   virtual std::string Failure() const { return {}; }
   // Finishes and prints the part's summary; returns a failure to report,
