@@ -82,6 +82,9 @@ bench: build
 	@if [ -x build/bin/marker_accuracy ]; then tests/tools/lsl/network/in_private_network.sh build/bin/qvt-emulator \
 		--rate 600 --drift 200 --jitter 10 --truth build/bench-truth.txt -- \
 		build/bin/marker_accuracy build/bench-truth.txt 60 2>/dev/null | grep -v '^ *[0-9.]*: '; fi
+	@echo "== qvt-monitor at 600 Hz with one page open in headless Chromium: the server's CPU share and the page's frame time (20 s)"
+	@if [ -x build/bin/qvt-monitor ]; then /usr/bin/python3 tests/tools/monitor/check_monitor_page.py \
+		build/bin/qvt-emulator build/bin/qvt-monitor --bench 20; fi
 
 # Builds every fuzz target with clang and runs each for FUZZ_SECONDS on its
 # seeds in fuzz/corpus/NAME, keeping what it finds in fuzz/corpus-NAME.

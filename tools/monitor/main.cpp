@@ -1,0 +1,95 @@
+// qvt-monitor: holds a headset and serves the setup screen in a browser:
+// impedances on a head map, live traces, the link's health, recording and
+// markers, all from one acquisition.
+#include <malloc.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <optional>
+#include <string>
+
+#include "Abandoned.h"
+#include "Acquisition.h"
+#include "HeadsetReport.h"
+#include "ImpedanceCheck.h"
+#include "Interrupt.h"
+#include "LibraryCalls.h"
+#include "MonitorHub.h"
+#include "MonitorOptions.h"
+#include "MonitorPart.h"
+#include "PageControls.h"
+#include "RecordingSwitch.h"
+#include "RequestGuard.h"
+#include "WebServer.h"
+#include "qvt/qvt.h"
+
+namespace {
+
+using namespace QVT::Monitor;
+using namespace QVT::Tools;
+
+// The page's files: as given, else beside the sources in a build tree, else
+// where they were installed.
+std::string WebDirectory(const std::string& given) {
+  if (!given.empty()) return given;
+  for (const char* candidate : {QVT_MONITOR_WEB_DIR, QVT_MONITOR_INSTALLED_WEB_DIR})
+    if (std::filesystem::exists(std::filesystem::path(candidate) / "index.html")) return candidate;
+  throw RuntimeError("the page's files are not installed (" + std::string(QVT_MONITOR_INSTALLED_WEB_DIR) + ")");
+}
+
+std::string PageAddress(const ListenAddress& address, int port, const std::string& token) {
+  const bool ipv6 = address.host.find(':') != std::string::npos;
+  std::string host = ipv6 ? "[" + address.host + "]" : address.host;
+  if (host == "0.0.0.0" || host == "[::]") host = "THIS-HOST";
+  return "http://" + host + ":" + std::to_string(port) + "/" + (token.empty() ? "" : "?token=" + token);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  // A reconnection builds the new headset on a thread of its own; one arena
+  // keeps the memory the old one gave back.
+  mallopt(M_ARENA_MAX, 1);
+  MonitorOptions options;
+  CommandLine line(MonitorProgramText(std::string("qvt-monitor ") + QVT_MONITOR_VERSION + " (library " +
+                                      QVT_GetAPIVersion() + ")"));
+  DeclareMonitorOptions(line, options);
+  if (const std::optional<int> status = line.ParseOrExit(argc, argv)) return *status;
+  try {
+    const ListenAddress address = ParseListen(options.listen);
+    if (!IsLoopback(address.host))
+      std::fprintf(stderr,
+                   "qvt-monitor: warning: the page is served beyond this machine (%s); anyone who can reach "
+                   "it with the token can record and set markers\n",
+                   options.listen.c_str());
+    const std::string webDirectory = WebDirectory(options.webDirectory);
+    const std::string port = ResolvePort(options.port);
+    if (port.empty()) throw UsageError("no headset port: give --port or set QVTSerialPort");
+    InstallInterruptHandler();
+
+    MonitorHub hub;
+    ImpedanceCheck impedances;
+    RecordingSwitch recording(options.recordDirectory, options.subject, hub);
+    MonitorPart monitor(hub, impedances);
+    QVT::Session::Acquisition acquisition({"qvt-monitor", port, options.seconds, 0.0, true, options.verbosity},
+                                          Connect(port, options.verbosity));
+    acquisition.Add(monitor);
+    acquisition.Add(recording);
+    PageControls controls(impedances, recording, acquisition);
+    WebServer server({address.host, address.port, options.token, webDirectory}, hub, controls,
+                     [](const std::string& text) { std::fprintf(stderr, "qvt-monitor: %s\n", text.c_str()); });
+    std::printf("Serving %s (recordings go to %s)\n", PageAddress(address, server.Port(), options.token).c_str(),
+                std::filesystem::absolute(options.recordDirectory).c_str());
+    std::fflush(stdout);
+    const int status = acquisition.Run();
+    server.Stop();
+    return ExitStatus(status);
+  } catch (const UsageError& error) {
+    std::fprintf(stderr, "qvt-monitor: %s (see --help)\n", error.what());
+    return kUsageFailure;
+  } catch (const std::exception& error) {
+    std::fflush(stdout);
+    std::fprintf(stderr, "qvt-monitor: %s\n", error.what());
+    return ExitStatus(kRuntimeFailure);
+  }
+}
