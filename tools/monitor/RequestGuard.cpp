@@ -44,8 +44,8 @@ RequestGuard::RequestGuard(const std::string& host, int port, std::string secret
       if (std::find(authorities.begin(), authorities.end(), name + suffix) == authorities.end()) add(name);
 }
 
-std::string RequestGuard::Refusal(const std::string& host, const std::string& origin,
-                                  const std::string& given) const {
+std::string RequestGuard::Refusal(const std::string& host, const std::string& origin, const std::string& given,
+                                  bool pageFile) const {
   const auto known = [&](const std::string& authority) {
     return std::find(authorities.begin(), authorities.end(), Lower(authority)) != authorities.end();
   };
@@ -54,7 +54,7 @@ std::string RequestGuard::Refusal(const std::string& host, const std::string& or
   if (!anyHost && !known(host)) return "unknown host \"" + host + "\"";
   if (!origin.empty() && Lower(origin) != "http://" + Lower(host))
     return "request from another site (\"" + origin + "\")";
-  if (!token.empty() && !SameSecret(given, token)) return "missing or wrong token";
+  if (!pageFile && !token.empty() && !SameSecret(given, token)) return "missing or wrong token";
   return {};
 }
 

@@ -16,9 +16,11 @@ class RequestGuard {
   RequestGuard(const std::string& host, int port, std::string token);
 
   // The Host header, the Origin header (empty when absent) and the token
-  // the request carries (empty when none). An empty string when allowed,
-  // else why not.
-  std::string Refusal(const std::string& host, const std::string& origin, const std::string& token) const;
+  // the request carries (empty when none); the page's own files need no
+  // token (the browser fetches them without one). An empty string when
+  // allowed, else why not.
+  std::string Refusal(const std::string& host, const std::string& origin, const std::string& token,
+                      bool pageFile = false) const;
 
   // The names the page may be reached under, "127.0.0.1:8080" and the like.
   const std::vector<std::string>& Authorities() const { return authorities; }

@@ -2,6 +2,7 @@
 
 #include <httplib.h>
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <fstream>
@@ -73,8 +74,10 @@ void WebServer::Route() {
   server->set_pre_routing_handler([this](const httplib::Request& request, httplib::Response& response) {
     const std::string token = request.has_header("X-QVT-Token") ? request.get_header_value("X-QVT-Token")
                                                                  : request.get_param_value("token");
+    const bool pageFile = std::any_of(kPageFiles.begin(), kPageFiles.end(),
+                                      [&](const PageFile& file) { return request.path == file.path; });
     const std::string refusal =
-        guard->Refusal(request.get_header_value("Host"), request.get_header_value("Origin"), token);
+        guard->Refusal(request.get_header_value("Host"), request.get_header_value("Origin"), token, pageFile);
     if (refusal.empty()) return httplib::Server::HandlerResponse::Unhandled;
     log("refused " + request.method + " " + request.path + ": " + refusal);
     response.status = 403;

@@ -93,6 +93,9 @@ TEST(RequestGuard, AnswersOnlyItsOwnNamesPageAndToken) {
   for (const Case& c : cases)
     EXPECT_EQ(RequestGuard(c.listen, 8080, c.token).Refusal(c.host, c.origin, c.given).empty(), c.allowed)
         << c.listen << " " << c.host << " " << c.origin << " " << c.given;
+  // The page's files load without the token, but only under the server's own name.
+  EXPECT_TRUE(RequestGuard("192.168.7.2", 8080, "s3cret").Refusal("192.168.7.2:8080", "", "", true).empty());
+  EXPECT_FALSE(RequestGuard("192.168.7.2", 8080, "s3cret").Refusal("evil:8080", "", "", true).empty());
   EXPECT_TRUE(IsLoopback("127.3.4.5"));
   EXPECT_FALSE(IsLoopback("128.0.0.1"));
 }
