@@ -190,7 +190,8 @@ def test():
             driver.get(monitor.url)
             check_head_map(driver, 15.0, "fair")
         finally:
-            monitor.stop()
+            output = monitor.stop()
+        check(monitor.process.returncode == 0, f"qvt-monitor ended with {monitor.process.returncode}:\n{output}")
     finally:
         driver.quit()
     print("1 passed, 0 failed")
