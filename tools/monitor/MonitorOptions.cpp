@@ -1,6 +1,7 @@
 #include "MonitorOptions.h"
 
 #include <charconv>
+#include <memory>
 
 #include "RequestGuard.h"
 
@@ -50,12 +51,19 @@ void DeclareMonitorOptions(Tools::CommandLine& line, MonitorOptions& options) {
                  "where the page's recordings go, as qvt-<date>-<time>.bdf (default: here)")
       ->type_name("DIR")
       ->check(CLI::ExistingDirectory.description(""));
+  auto lslName = std::make_shared<std::string>();
+  CLI::Option* lsl = app.add_option("--lsl", *lslName,
+                                    "also publish the signal, the events and the page's markers on the Lab "
+                                    "Streaming Layer (as qvt-lsl does), under NAME if given")
+                         ->expected(0, 1)
+                         ->type_name("[NAME]");
   line.AddSeconds(options.seconds, "end after SECONDS");
   app.add_option("--subject", options.subject, "the subject's name or code, for the files' headers")
       ->type_name("TEXT");
   line.AddVerbosity(options.verbosity);
   app.add_option("--web-dir", options.webDirectory)->group("");  // the page's files, for a build tree
-  app.callback([&options] {
+  app.callback([&options, lsl, lslName] {
+    if (lsl->count() > 0) options.lsl = *lslName;
     ListenAddress address;
     try {
       address = ParseListen(options.listen);

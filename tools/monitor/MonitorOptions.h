@@ -1,6 +1,7 @@
 // The command line of qvt-monitor, parsed apart from any headset.
 #pragma once
 
+#include <optional>
 #include <string>
 
 #include "CommandLine.h"
@@ -12,6 +13,7 @@ struct MonitorOptions {
   std::string listen = "127.0.0.1:8080";
   std::string token;  // required of the page beyond loopback
   std::string recordDirectory = ".";
+  std::optional<std::string> lsl;  // publish too, under this name ("": the default one)
   double seconds = 0.0;
   std::string subject;
   int verbosity = 1;

@@ -22,6 +22,9 @@
 #include "RequestGuard.h"
 #include "WebServer.h"
 #include "qvt/qvt.h"
+#ifdef QVT_MONITOR_LSL
+#include "PublishingPart.h"
+#endif
 
 namespace {
 
@@ -71,10 +74,21 @@ int main(int argc, char** argv) {
     ImpedanceCheck impedances;
     RecordingSwitch recording(options.recordDirectory, options.subject, hub);
     MonitorPart monitor(hub, impedances);
-    QVT::Session::Acquisition acquisition({"qvt-monitor", port, options.seconds, 0.0, true, options.verbosity},
-                                          Connect(port, options.verbosity));
+    QVT::Session::AcquisitionSettings settings;
+    settings.program = "qvt-monitor";
+    settings.port = port;
+    settings.seconds = options.seconds;
+    settings.reconnect = true;  // the page stays and says the link is lost
+    settings.verbosity = options.verbosity;
+    QVT::Session::Acquisition acquisition(settings, Connect(port, options.verbosity));
     acquisition.Add(monitor);
     acquisition.Add(recording);
+#ifdef QVT_MONITOR_LSL
+    std::optional<QVT::Publish::PublishingPart> publishing;
+    if (options.lsl) acquisition.Add(publishing.emplace(*options.lsl, QVT::Lsl::OutletConfig{}));
+#else
+    if (options.lsl) throw UsageError("--lsl: this qvt-monitor was built without the Lab Streaming Layer");
+#endif
     PageControls controls(impedances, recording, acquisition);
     WebServer server({address.host, address.port, options.token, webDirectory}, hub, controls,
                      [](const std::string& text) { std::fprintf(stderr, "qvt-monitor: %s\n", text.c_str()); });
