@@ -61,6 +61,7 @@ void DeclareMonitorOptions(Tools::CommandLine& line, MonitorOptions& options) {
   app.add_option("--subject", options.subject, "the subject's name or code, for the files' headers")
       ->type_name("TEXT");
   line.AddVerbosity(options.verbosity);
+  Markers::AddMarkerOptions(line, options.markers);
   app.add_option("--web-dir", options.webDirectory)->group("");  // the page's files, for a build tree
   app.callback([&options, lsl, lslName] {
     if (lsl->count() > 0) options.lsl = *lslName;

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "CommandLine.h"
+#include "MarkerOptions.h"
 
 namespace QVT::Monitor {
 
@@ -18,6 +19,7 @@ struct MonitorOptions {
   std::string subject;
   int verbosity = 1;
   std::string webDirectory;  // empty: where the page's files were installed
+  Markers::MarkerOptions markers;  // from the experiment's software
 };
 
 // The address and port of --listen. Throws Tools::UsageError.

@@ -23,6 +23,7 @@
 #include "WebServer.h"
 #include "qvt/qvt.h"
 #ifdef QVT_MONITOR_LSL
+#include "MarkerSources.h"
 #include "PublishingPart.h"
 #endif
 
@@ -88,6 +89,13 @@ int main(int argc, char** argv) {
     if (options.lsl) acquisition.Add(publishing.emplace(*options.lsl, QVT::Lsl::OutletConfig{}));
 #else
     if (options.lsl) throw UsageError("--lsl: this qvt-monitor was built without the Lab Streaming Layer");
+#endif
+#ifdef QVT_MONITOR_LSL
+    // Declared after the parts, so they stop before what they deliver to.
+    const QVT::Markers::MarkerSources markers(options.markers, acquisition.MarkerInbox());
+#else
+    if (options.markers.Any())
+      throw UsageError("--markers-from, --marker-port: this qvt-monitor was built without the Lab Streaming Layer");
 #endif
     PageControls controls(impedances, recording, acquisition);
     WebServer server({address.host, address.port, options.token, webDirectory}, hub, controls,
