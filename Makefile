@@ -8,7 +8,7 @@ PACKAGES = .ci/install-packages
 # Tests left out of the usual runs: `ctest -L soak`, `make fresh`.
 SLOW_TESTS = soak|fresh
 
-.PHONY: all build demo test fresh asan tsan bench fuzz docs clean format
+.PHONY: all build demo test fresh package asan tsan bench fuzz docs clean format
 
 all: build
 
@@ -32,8 +32,15 @@ test:
 	@$(MAKE) --no-print-directory build
 	ctest --test-dir build --output-on-failure -j $(JOBS) -LE '$(SLOW_TESTS)'
 
+# Debian packages (libqvt1, libqvt-dev, qvt-tools, python3-qvt) in
+# build/packages: apt-get install ./build/packages/*.deb
+package: build
+	$(PACKAGES) package
+	cd build && cpack --config CPackConfig.cmake
+
 # As root: a minimal Debian 12 system made with debootstrap runs `make demo`
-# and `make test` on a clone of this repository's last commit.
+# and `make test` on a clone of this repository's last commit, then makes
+# the packages there, installs and uses them.
 fresh: build
 	$(PACKAGES) fresh
 	ctest --test-dir build --output-on-failure -L fresh

@@ -3,6 +3,8 @@
 # user starts with (compiler, CMake, Ninja, GoogleTest without GoogleMock,
 # Google Benchmark, Python 3), runs `make demo` and then `make test` on a
 # clone of the repository: the Makefile has to install everything else.
+# Then `make package` builds the Debian packages, which are installed there
+# and used (check_packages.sh).
 #
 #   fresh_system_check.sh SOURCE_DIR [WORK_DIR]
 #
@@ -65,7 +67,7 @@ printf '#!/bin/sh\nexit 101\n' >"$root/usr/sbin/policy-rc.d"
 chmod +x "$root/usr/sbin/policy-rc.d"
 git clone -q "$source_dir" "$root/root/qvt"
 
-stage "make demo, then make test, in the fresh system"
+stage "make demo, make test and make package in the fresh system; the packages installed and used"
 # Killing unshare kills every process in there (--kill-child), and with them
 # go the mount namespace and its mounts. It ignores SIGTERM while it waits,
 # hence SIGKILL.
@@ -77,7 +79,8 @@ unshare --mount --pid --fork --kill-child --propagation private -- bash -euo pip
   mount --bind "$2" "$root/var/cache/apt/archives"
   exec chroot "$root" /usr/bin/env -i HOME=/root LANG=C.UTF-8 TERM=dumb \
     PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin \
-    bash -euo pipefail -c "cd /root/qvt; TIMEFORMAT=\"%R s\"; time make demo; time make test"
+    bash -euo pipefail -c "cd /root/qvt; TIMEFORMAT=\"%R s\"; time make demo; time make test;
+      time make package; time tests/install/check_packages.sh . build/packages"
 ' fresh_system "$root" "$work/archives" &
 inside=$!
 trap 'kill -KILL "$inside" 2>/dev/null || true' EXIT
