@@ -36,9 +36,13 @@ using namespace QVT::Tools;
 // where they were installed.
 std::string WebDirectory(const std::string& given) {
   if (!given.empty()) return given;
-  for (const char* candidate : {QVT_MONITOR_WEB_DIR, QVT_MONITOR_INSTALLED_WEB_DIR})
-    if (std::filesystem::exists(std::filesystem::path(candidate) / "index.html")) return candidate;
-  throw RuntimeError("the page's files are not installed (" + std::string(QVT_MONITOR_INSTALLED_WEB_DIR) + ")");
+  std::error_code error;
+  const std::filesystem::path installed =
+      (std::filesystem::read_symlink("/proc/self/exe", error).parent_path() / QVT_MONITOR_INSTALLED_WEB_DIR)
+          .lexically_normal();
+  for (const std::filesystem::path& candidate : {std::filesystem::path(QVT_MONITOR_WEB_DIR), installed})
+    if (std::filesystem::exists(candidate / "index.html", error)) return candidate.string();
+  throw RuntimeError("the page's files are not installed (" + installed.string() + ")");
 }
 
 std::string PageAddress(const ListenAddress& address, int port, const std::string& token) {
