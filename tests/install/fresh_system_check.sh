@@ -62,6 +62,9 @@ remove_system
 cp -a "$base" "$root"
 rm -f "$root/etc/resolv.conf"
 cp -L /etc/resolv.conf "$root/etc/resolv.conf"
+# debootstrap leaves no /etc/hosts (the installer writes it), and without it
+# "localhost" does not resolve, which a browser's driver relies on.
+printf '127.0.0.1\tlocalhost\n::1\tlocalhost ip6-localhost ip6-loopback\n' >"$root/etc/hosts"
 # Packages installed in there start no services.
 printf '#!/bin/sh\nexit 101\n' >"$root/usr/sbin/policy-rc.d"
 chmod +x "$root/usr/sbin/policy-rc.d"
