@@ -76,12 +76,14 @@ Lsl::StreamInfo EegStream(const Session::SessionStart& start, const std::string&
   pugi::xml_node desc = info.Desc();
   DescribeChannels(desc, start);
   Lsl::AppendGroup(desc, "reference", {{"label", start.reference}, {"subtracted", "Yes"}, {"common_average", "No"}});
+  // precision: the bits the headset samples with (each electrode slot is a
+  // signed 16-bit value on the link), not the float32 that carries them.
   Lsl::AppendGroup(desc, "acquisition",
                    {{"manufacturer", start.model},
                     {"model", start.model + " " + start.revision},
                     {"serial_number", std::to_string(start.serialNumber)},
                     {"firmware", start.firmware},
-                    {"precision", "32"}});
+                    {"precision", "16"}});
   if (!start.impedances.empty()) {
     pugi::xml_node impedances = Lsl::AppendGroup(desc, "impedances", {{"unit", "kOhm"}, {"measured", "at start"}});
     for (const Tools::ElectrodeImpedance& electrode : start.impedances)
