@@ -42,7 +42,7 @@ std::string FeedRequest(const StreamInfo& info, long maxBuffered) {
 Inlet::Inlet(const ResolvedStream& stream, const InletOptions& options)
     : info(stream.info), host(stream.host), socket(io), maxStringBytes(options.maxStringBytes) {
   const auto until = Clock::now() + options.timeout;
-  const asio::ip::tcp::endpoint at(host, info.DataPort());
+  const asio::ip::tcp::endpoint at(host, info.DataPort(FamilyOf(host)));
   asio::error_code error;
   socket.open(at.protocol(), error);
   socket.non_blocking(true, error);
@@ -115,7 +115,7 @@ std::optional<DecodedSample> Inlet::Pull(std::chrono::milliseconds wait) {
 
 std::optional<TimeCorrection> Inlet::MeasureTimeCorrection(int probes, std::chrono::milliseconds spacing) {
   asio::ip::udp::socket probe(io, asio::ip::udp::endpoint(host.is_v4() ? asio::ip::udp::v4() : asio::ip::udp::v6(), 0));
-  const asio::ip::udp::endpoint service(host, info.ServicePort());
+  const asio::ip::udp::endpoint service(host, info.ServicePort(FamilyOf(host)));
   const auto wave = std::to_string(std::random_device{}() & 0x7fffffff);
   std::optional<TimeCorrection> best;
   for (int i = 0; i < probes; ++i) {

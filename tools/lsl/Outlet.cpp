@@ -1,49 +1,74 @@
 #include "Outlet.h"
 
+#include <mutex>
 #include <stdexcept>
 
 #include "DatagramResponder.h"
-#include "FeedSession.h"
+#include "DiscoverySockets.h"
 #include "Log.h"
-#include "NetworkInterfaces.h"
 #include "OfferedStreams.h"
 #include "SampleCodec.h"
+#include "ServiceListener.h"
 #include "ServiceState.h"
 
 namespace QVT::Lsl {
 namespace {
 
-using asio::ip::tcp;
-using asio::ip::udp;
+// The listen address is served as given; loopback and every-address also
+// in the other family, where this machine has it.
+std::vector<asio::ip::address> ServedAddresses(const asio::ip::address& listen) {
+  using asio::ip::address_v4;
+  using asio::ip::address_v6;
+  if (listen == address_v4::loopback()) return {listen, address_v6::loopback()};
+  if (listen == address_v6::loopback()) return {listen, address_v4::loopback()};
+  if (listen == address_v4::any()) return {listen, address_v6::any()};
+  if (listen == address_v6::any()) return {listen, address_v4::any()};
+  return {listen};
+}
 
-std::shared_ptr<udp::socket> BoundDatagramSocket(asio::io_context& io, const udp::endpoint& at, bool shared,
-                                                 asio::error_code& error) {
-  auto socket = std::make_shared<udp::socket>(io);
-  if (socket->open(at.protocol(), error)) return nullptr;
-  if (shared && socket->set_option(asio::socket_base::reuse_address(true), error)) return nullptr;
-  if (socket->bind(at, error)) return nullptr;
-  return socket;
+std::string EndpointText(const asio::ip::address& address, std::uint16_t port) {
+  const auto host = address.to_string();
+  return (address.is_v6() ? "[" + host + "]" : host) + ":" + std::to_string(port);
 }
 
 }  // namespace
 
 Outlet::Outlet(const StreamInfo& info, const OutletConfig& config)
-    : state(std::make_unique<ServiceState>(info, config)),
-      work(asio::make_work_guard(io)),
-      acceptor(io),
-      acceptRetry(io) {
+    : state(std::make_unique<ServiceState>(info, config)), work(asio::make_work_guard(io)) {
   asio::error_code error;
   const auto listen = asio::ip::make_address(config.listenAddress, error);
-  if (error || !listen.is_v4()) throw std::runtime_error("not an IPv4 address to listen on: " + config.listenAddress);
-  BindService(listen);
-  state->info.SetPorts(port, port);
+  if (error) throw std::runtime_error("not an IP address to listen on: " + config.listenAddress);
+  std::vector<asio::ip::address> served;
+  for (const auto& address : ServedAddresses(listen)) {
+    auto listener = std::make_unique<ServiceListener>(io, *state);
+    const auto bound = listener->Bind(address, error);
+    if (!bound && served.empty())
+      throw std::runtime_error("no free port from " + std::to_string(config.firstPort) + " to " +
+                               std::to_string(config.lastPort) + " on " + address.to_string());
+    if (!bound) {
+      // Most likely a machine without IPv6: worth saying once, not per stream.
+      static std::once_flag said;
+      std::call_once(said, [&] { Log("not serving on " + address.to_string() + " as well: " + error.message()); });
+      continue;
+    }
+    if (served.empty()) port = *bound;
+    state->info.SetPorts(*bound, *bound, FamilyOf(address));
+    responders.push_back(std::make_shared<DatagramResponder>(listener->Datagrams(), listener->Datagrams(), *state, true));
+    listeners.push_back(std::move(listener));
+    served.push_back(address);
+  }
   state->Publish();
-  OpenDiscovery(listen);
-  Accept();
+  std::string where;
+  for (std::size_t i = 0; i < served.size(); ++i) {
+    const auto servicePort = state->info.ServicePort(FamilyOf(served[i]));
+    for (auto& responder : OpenDiscovery(io, served[i], *state, servicePort)) responders.push_back(std::move(responder));
+    where += (i == 0 ? "" : " and ") + EndpointText(served[i], servicePort);
+  }
+  for (const auto& responder : responders) responder->Start();
+  for (const auto& listener : listeners) listener->Start();
   thread = std::thread([this] { io.run(); });
   NoteOffered(state->info.Uid());
-  Log("offering \"" + state->info.Name() + "\" (" + state->info.Type() + ") on " + config.listenAddress + ":" +
-      std::to_string(port));
+  Log("offering \"" + state->info.Name() + "\" (" + state->info.Type() + ") on " + where);
 }
 
 Outlet::~Outlet() {
@@ -53,83 +78,6 @@ Outlet::~Outlet() {
 }
 
 const StreamInfo& Outlet::Info() const { return state->info; }
-
-void Outlet::BindService(const asio::ip::address& listen) {
-  const auto& config = state->config;
-  for (unsigned candidate = config.firstPort; candidate <= config.lastPort; ++candidate) {
-    const auto at = static_cast<std::uint16_t>(candidate);
-    asio::error_code error;
-    acceptor.close(error);
-    if (acceptor.open(tcp::v4(), error) || acceptor.set_option(tcp::acceptor::reuse_address(true), error) ||
-        acceptor.bind({listen, at}, error) || acceptor.listen(asio::socket_base::max_listen_connections, error))
-      continue;
-    auto service = BoundDatagramSocket(io, {listen, at}, false, error);
-    if (!service) continue;
-    port = at;
-    responders.push_back(std::make_shared<DatagramResponder>(service, service, *state, true));
-    return;
-  }
-  throw std::runtime_error("no free port from " + std::to_string(config.firstPort) + " to " +
-                           std::to_string(config.lastPort));
-}
-
-void Outlet::OpenDiscovery(const asio::ip::address& listen) {
-  const auto& config = state->config;
-  asio::error_code error;
-  // Several outlets on one host share the discovery port.
-  auto unicast = BoundDatagramSocket(io, {listen, config.discoveryPort}, true, error);
-  if (!unicast) {
-    Log("discovery on port " + std::to_string(config.discoveryPort) + " unavailable (" + error.message() +
-        "); resolvers find this stream only by unicast to port " + std::to_string(port));
-    return;
-  }
-  responders.push_back(std::make_shared<DatagramResponder>(unicast, unicast, *state, false));
-  for (const auto& name : config.multicastGroups) {
-    const auto group = asio::ip::make_address(name, error);
-    if (error || !group.is_multicast()) {
-      Log("not a multicast group: " + name);
-      continue;
-    }
-    if (listen.is_unspecified()) {
-      // Bound to every address, the one socket hears the groups (joined on
-      // every interface) and broadcast.
-      for (const auto& interface : MulticastInterfaces())
-        if (unicast->set_option(asio::ip::multicast::join_group(group.to_v4(), interface), error))
-          Log("cannot join " + name + " on " + interface.to_string() + ": " + error.message());
-      continue;
-    }
-    // Bound to one address, the socket hears no multicast: each group gets a
-    // socket bound to it, joined on the listening interface only.
-    auto member = BoundDatagramSocket(io, {group, config.discoveryPort}, true, error);
-    if (!member || member->set_option(asio::ip::multicast::join_group(group.to_v4(), listen.to_v4()), error)) {
-      Log("cannot join " + name + " on " + listen.to_string() + ": " + error.message());
-      continue;
-    }
-    responders.push_back(std::make_shared<DatagramResponder>(member, unicast, *state, false));
-  }
-  for (const auto& responder : responders) responder->Start();
-}
-
-void Outlet::Accept() {
-  acceptor.async_accept([this](const asio::error_code& error, tcp::socket socket) {
-    if (error == asio::error::operation_aborted) return;
-    if (error) {
-      // Out of descriptors, most likely: let sessions end before trying again.
-      state->refusals("cannot accept a connection: " + error.message());
-      acceptRetry.expires_after(std::chrono::milliseconds(100));
-      acceptRetry.async_wait([this](const asio::error_code& waitError) {
-        if (!waitError) Accept();
-      });
-      return;
-    }
-    if (state->connections.load() >= state->config.maxConnections) {
-      state->refusals("refusing a connection: already " + std::to_string(state->config.maxConnections) + " open");
-    } else {
-      std::make_shared<FeedSession>(std::move(socket), *state)->Start();
-    }
-    Accept();
-  });
-}
 
 void Outlet::PushNumeric(ChannelFormat format, std::span<const std::byte> values, std::span<const double> stamps) {
   const auto channels = static_cast<std::size_t>(state->info.ChannelCount());

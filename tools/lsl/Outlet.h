@@ -20,18 +20,22 @@ namespace QVT::Lsl {
 
 struct ServiceState;
 class DatagramResponder;
+class ServiceListener;
 
 class Outlet {
  public:
-  // Starts serving at once. Throws std::runtime_error when no port of the
-  // configured range is free or the listen address is no IPv4 address.
+  // Starts serving at once, on the listen address and, for loopback or
+  // every address, on the other family's too where the machine has it.
+  // Throws std::runtime_error when the listen address is no IP address or
+  // no port of the configured range is free there.
   explicit Outlet(const StreamInfo& info, const OutletConfig& config = {});
   ~Outlet();
   Outlet(const Outlet&) = delete;
   Outlet& operator=(const Outlet&) = delete;
 
-  // The stream as announced, with its ports.
+  // The stream as announced, with its ports (IPv6 ones 0 when not served).
   const StreamInfo& Info() const;
+  // The service port at the listen address.
   std::uint16_t Port() const { return port; }
 
   // Samples of a float32 (double64) stream: stamps.size() samples of
@@ -51,15 +55,11 @@ class Outlet {
 
  private:
   void PushNumeric(ChannelFormat format, std::span<const std::byte> values, std::span<const double> stamps);
-  void BindService(const asio::ip::address& listen);
-  void OpenDiscovery(const asio::ip::address& listen);
-  void Accept();
 
   std::unique_ptr<ServiceState> state;
   asio::io_context io;
   asio::executor_work_guard<asio::io_context::executor_type> work;
-  asio::ip::tcp::acceptor acceptor;
-  asio::steady_timer acceptRetry;
+  std::vector<std::unique_ptr<ServiceListener>> listeners;
   std::vector<std::shared_ptr<DatagramResponder>> responders;
   std::uint16_t port = 0;
   std::thread thread;

@@ -1,5 +1,6 @@
 // Finding streams: a query sent to the multicast groups and addresses where
-// outlets listen, and the distinct streams that answer within the wait.
+// outlets listen, over IPv4 and IPv6, and the distinct streams that answer
+// within the wait.
 #pragma once
 
 #include <chrono>
@@ -16,7 +17,8 @@ namespace QVT::Lsl {
 
 struct ResolveTargets {
   std::vector<asio::ip::udp::endpoint> endpoints;
-  // The interface multicast queries leave by.
+  // The interface multicast queries leave by, named by its IPv4 address
+  // (IPv6 queries leave by the same interface).
   asio::ip::address_v4 multicastInterface = asio::ip::address_v4::loopback();
 
   // The discovery port's multicast groups.

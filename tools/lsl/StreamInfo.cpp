@@ -47,6 +47,10 @@ void AppendField(pugi::xml_node info, const char* field, const std::string& valu
   info.append_child(field).append_child(pugi::node_pcdata).set_value(value.c_str());
 }
 
+std::string PortField(IpFamily family, const char* port) {
+  return std::string(family == IpFamily::V4 ? "v4" : "v6") + port;
+}
+
 std::string Serialize(const pugi::xml_document& document) {
   std::ostringstream out;
   document.save(out, "\t");
@@ -110,17 +114,17 @@ int StreamInfo::ChannelCount() const { return root().child("channel_count").text
 double StreamInfo::NominalRate() const { return root().child("nominal_srate").text().as_double(); }
 double StreamInfo::CreatedAt() const { return root().child("created_at").text().as_double(); }
 
-std::uint16_t StreamInfo::DataPort() const {
-  return static_cast<std::uint16_t>(root().child("v4data_port").text().as_uint());
+std::uint16_t StreamInfo::DataPort(IpFamily family) const {
+  return static_cast<std::uint16_t>(root().child(PortField(family, "data_port").c_str()).text().as_uint());
 }
 
-std::uint16_t StreamInfo::ServicePort() const {
-  return static_cast<std::uint16_t>(root().child("v4service_port").text().as_uint());
+std::uint16_t StreamInfo::ServicePort(IpFamily family) const {
+  return static_cast<std::uint16_t>(root().child(PortField(family, "service_port").c_str()).text().as_uint());
 }
 
-void StreamInfo::SetPorts(std::uint16_t dataPort, std::uint16_t servicePort) {
-  root().child("v4data_port").text().set(dataPort);
-  root().child("v4service_port").text().set(servicePort);
+void StreamInfo::SetPorts(std::uint16_t dataPort, std::uint16_t servicePort, IpFamily family) {
+  root().child(PortField(family, "data_port").c_str()).text().set(dataPort);
+  root().child(PortField(family, "service_port").c_str()).text().set(servicePort);
 }
 
 std::string StreamInfo::FullInfo() const { return Serialize(document); }

@@ -11,6 +11,7 @@
 #include <pugixml.hpp>
 
 #include "ChannelFormat.h"
+#include "IpFamily.h"
 
 namespace QVT::Lsl {
 
@@ -45,10 +46,11 @@ class StreamInfo {
   ChannelFormat Format() const { return format; }
   double NominalRate() const;
   double CreatedAt() const;
-  std::uint16_t DataPort() const;
-  std::uint16_t ServicePort() const;
+  // 0 when the stream is not served over that family.
+  std::uint16_t DataPort(IpFamily family = IpFamily::V4) const;
+  std::uint16_t ServicePort(IpFamily family = IpFamily::V4) const;
 
-  void SetPorts(std::uint16_t dataPort, std::uint16_t servicePort);
+  void SetPorts(std::uint16_t dataPort, std::uint16_t servicePort, IpFamily family = IpFamily::V4);
 
   // The <desc> element, for a program to describe channels, reference,
   // acquisition and so on (see StreamDescription.h).

@@ -54,7 +54,8 @@ void DeclareLslOptions(Tools::CommandLine& line, LslOptions& options) {
          "the channels to publish, e.g. \"Fp1-M1 Cz-M1 O1\" (the trigger is added); default: the headset's montage")
       ->type_name("\"CHANNEL ...\"");
   app.add_option("--listen", options.listen,
-                 "the address to serve on: 127.0.0.1 (the default) for this computer only, 0.0.0.0 for the lab network")
+                 "the address to serve on: 127.0.0.1 (the default) for this computer only, 0.0.0.0 for the lab network; "
+                 "either with its IPv6 twin (::1, ::) where the computer has IPv6")
       ->type_name("ADDRESS");
   line.AddImpedance(options.impedanceSeconds);
   line.AddSeconds(options.seconds, "stop after SECONDS of signal");

@@ -18,13 +18,15 @@ namespace QVT::Lsl::Testing {
 
 class TcpPeer {
  public:
-  explicit TcpPeer(std::uint16_t port, int receiveBuffer = 0) : socket(io) {
-    socket.open(asio::ip::tcp::v4());
+  explicit TcpPeer(std::uint16_t port, int receiveBuffer = 0,
+                   const asio::ip::address& host = asio::ip::address_v4::loopback())
+      : socket(io) {
+    socket.open(host.is_v4() ? asio::ip::tcp::v4() : asio::ip::tcp::v6());
     // Set before connecting, so that a stalled peer's window stays small.
     if (receiveBuffer > 0) socket.set_option(asio::socket_base::receive_buffer_size(receiveBuffer));
     timeval limit{5, 0};
     setsockopt(socket.native_handle(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
-    socket.connect({asio::ip::address_v4::loopback(), port});
+    socket.connect({host, port});
   }
 
   void Send(std::string_view bytes) { asio::write(socket, asio::buffer(bytes)); }
@@ -71,6 +73,14 @@ inline std::string ExchangeDatagram(std::uint16_t port, std::string_view message
   const auto got = ::recv(socket.native_handle(), answer.data(), answer.size(), 0);
   answer.resize(got > 0 ? static_cast<std::size_t>(got) : 0);
   return answer;
+}
+
+// Whether this machine has IPv6 (a kernel may have it switched off).
+inline bool HasIpv6() {
+  asio::io_context io;
+  asio::ip::udp::socket socket(io);
+  asio::error_code error;
+  return !socket.open(asio::ip::udp::v6(), error) && !socket.bind({asio::ip::address_v6::loopback(), 0}, error);
 }
 
 // Waits up to 5 s for a condition that the network thread makes true.
