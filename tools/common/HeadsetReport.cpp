@@ -72,8 +72,13 @@ std::size_t ChannelReader::Read(QVT_Headset* headset, std::size_t most) {
 }
 
 void DiscardBufferedSamples(QVT_Headset* headset) {
-  ChannelReader everything(MontageChannels(headset));
-  while (everything.Read(headset, kDiscardChunk) > 0) {
+  // One channel at a time: a read takes as many as the emptiest channel
+  // holds, and one just added holds none, which left the others' backlog
+  // (the last samples of an impedance check) ahead of the headset's stamps.
+  for (QVT_Channel* channel : MontageChannels(headset)) {
+    ChannelReader alone({channel});
+    while (alone.Read(headset, kDiscardChunk) > 0) {
+    }
   }
 }
 
