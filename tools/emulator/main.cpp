@@ -56,8 +56,7 @@ testing::PeerProfile Profile(const EmulatorOptions& options, std::shared_ptr<con
         return std::string();
       }
     };
-    if (playback->HasAccelerometer())
-      profile.accelerometer = [playback](double t) { return playback->Accelerometer(t); };
+    if (playback->HasAccelerometer()) profile.sampleAccelerometer = [playback] { return playback->Accelerometer(); };
   }
   profile.speed = options.speed;
   profile.connectionAlarms = true;
@@ -69,10 +68,8 @@ testing::PeerProfile Profile(const EmulatorOptions& options, std::shared_ptr<con
   profile.faults.slow = options.slow;
   profile.faults.driftPpm = options.driftPpm;
   profile.faults.jitterSeconds = options.jitterSeconds;
-  if (truth != nullptr || playback)
-    profile.onStreamStart = [truth, playback](const testing::StreamTruth& stream) {
-      if (playback) playback->StreamStarted(stream.firstStamp);
-      if (truth == nullptr) return;
+  if (truth != nullptr)
+    profile.onStreamStart = [truth](const testing::StreamTruth& stream) {
       std::fputs(testing::TruthLine(stream).c_str(), truth);
       std::fflush(truth);
     };

@@ -151,6 +151,27 @@ TEST(Playback, TriggersFromAStatusChannelOrAnnotationsLandOnTheirSamples) {
   }
 }
 
+TEST(Playback, EachPacketCarriesTheAccelerometerOfItsOwnSample) {
+  // Steps on irregular samples, as a recorder writes the readings it got.
+  const auto axis = [](int scale) {
+    return [scale](long long n) { return static_cast<double>(scale * ((n * n / 7) % 23)) - 40.0; };
+  };
+  const std::string file = TempFile("accelerometer.bdf");
+  ASSERT_TRUE(WriteRecording(file, {{"Cz", 300, [](long long) { return 0.0; }}, {"ACCX", 300, axis(1), "counts"},
+                                    {"ACCY", 300, axis(3), "counts"}, {"ACCZ", 300, axis(-5), "counts"}},
+                             2));
+  Playback playback = Play(file);
+  ASSERT_TRUE(playback.HasAccelerometer());
+  for (std::uint64_t n = 0; n < 600; ++n) {
+    playback.PacketBody(n, 0, false);
+    const auto s = static_cast<long long>(n);
+    ASSERT_EQ(playback.Accelerometer(), (std::array<std::int16_t, 3>{static_cast<std::int16_t>(axis(1)(s)),
+                                                                      static_cast<std::int16_t>(axis(3)(s)),
+                                                                      static_cast<std::int16_t>(axis(-5)(s))}))
+        << n;
+  }
+}
+
 TEST(Playback, ValuesBecomeCountsThatReadBackWithinAStepThenSilenceOrTheStartAgain) {
   const std::string file = TempFile("ramp.edf");
   const auto value = [](long long n) { return 0.37 * static_cast<double>(n) - 50.0; };

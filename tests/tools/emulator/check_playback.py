@@ -3,11 +3,10 @@
 usage: check_playback.py MODE EMULATOR RECORDER
   roundtrip  record 14 s from the synthetic headset, replay the file and record
              10 s of it: every electrode, auxiliary and trigger channel sample by
-             sample within one step of the headset's converter, the triggers on
-             the same samples, the impedances measured before it the same.
-             (The accelerometer is replayed at the times of its samples, but
-             the host holds each of its samples for a while that depends on
-             when its packet arrives, so it is not compared.)
+             sample within one step of the headset's converter, the accelerometer
+             exactly but for the recording's last samples (accelerometer_tail),
+             the triggers on the same samples, the impedances measured before it
+             the same.
   ending     a 2 s recording replayed: silent at its end (the recorder stops
              on a silent headset), again and again with --loop, twice as many
              samples a second with --speed 2; a file that cannot be played: a
@@ -30,6 +29,13 @@ GAIN = 0.302  # µV per count, the largest of the virtual headset's gains
 # by 16 samples, and the packets made before the impedance check's end
 # reached the headset still carry its carriers.
 SETTLED = 50
+# The accelerometer's readings travel three to a packet (at the virtual
+# headset's 100 Hz: 0.03 s), in a block of six samples, and the host shows
+# a reading up to two samples after it came: a recorder stopping before the
+# reading after one of its last samples reached it writes that sample with
+# the reading before.
+def accelerometer_tail(rate):
+    return round(0.03 * rate) + 6 + 2
 
 
 def record(name, emulator_args, seconds, recorder_args=()):
@@ -74,7 +80,9 @@ def roundtrip():
         check("M1 <- \"Pz\"" in run.stderr and "slots left empty: none" in run.stderr, "what is played where", run)
         first, second = read(original), read(replayed)
         check(first.ch_names == second.ch_names, f"channels {second.ch_names}")
-        signals = [c for c in first.ch_names if not c.startswith("ACC")]
+        accelerometer = [c for c in first.ch_names if c.startswith("ACC")]
+        signals = [c for c in first.ch_names if c not in accelerometer]
+        check(len(accelerometer) == 3, f"channels {first.ch_names}")
         d = shift_of(first, second, signals[:-1])
         n = second.n_times
         check(d + n <= first.n_times, f"the replay is {d} samples into the original")
@@ -83,6 +91,12 @@ def roundtrip():
         # Electrode channels in V, the auxiliary inputs and the trigger in counts.
         step = np.array([GAIN if c in ("X1", "X2", "TRG") else GAIN * 1e-6 for c in signals])
         check(np.all(worst <= step), f"differences {dict(zip(signals, worst / step))} steps at {rate} Hz")
+        end = n - accelerometer_tail(rate)
+        a = first.get_data(picks=accelerometer)[:, d + SETTLED:d + end]
+        b = second.get_data(picks=accelerometer)[:, SETTLED:end]
+        # Counts, in steps of 1/256 in the file.
+        off = np.nonzero(np.any(np.abs(a - b) > 1 / 512, axis=0))[0] + SETTLED
+        check(len(off) == 0, f"the accelerometer differs on samples {off[:20]} of {end} at {rate} Hz")
         moved = [o - d for o in onsets(first) if SETTLED <= o - d < n]
         found = [o for o in onsets(second) if o >= SETTLED]
         check(found == moved and len(moved) >= 8, f"triggers {found}, expected {moved}")

@@ -29,8 +29,6 @@ constexpr int kSlots = 24;
 constexpr std::uint8_t kAlarmFromSlave = 6;
 constexpr std::uint8_t kSystemStartedAlarm = 1;       // 513 from the Master, 1537 from the Slave
 constexpr std::uint8_t kConnectionCreatedAlarm = 51;  // 563 from the Master
-constexpr std::uint8_t kAccelerometerSubtype = 20;
-constexpr unsigned kAccelerometerSamplesPerPacket = 3;
 constexpr double kQuietSpellSeconds = 2.0;  // a client talking after it has connected anew
 // The slow link: about 230400 baud, and a reply delay of a busy radio.
 constexpr double kSlowBytesPerSecond = 23040.0;
@@ -319,29 +317,26 @@ void HeadsetPeer::SendBlock(const HeldBlock& block) {
 }
 
 std::string HeadsetPeer::AccelerometerPackets(std::uint32_t ticks, double startTicks) {
-  if (!profile_.accelerometer || accelerometerRate_.size() != 2) return "";
+  if ((!profile_.accelerometer && !profile_.sampleAccelerometer) || accelerometerRate_.size() != 2) return "";
   const double rate = static_cast<std::uint8_t>(accelerometerRate_[0]) |
                       static_cast<unsigned>(static_cast<std::uint8_t>(accelerometerRate_[1])) << 8;
   if (rate <= 0.0) return "";
   const double ticksPerSample = kTicksPerSecond / rate;
+  if (profile_.sampleAccelerometer) {
+    const auto readings = heldAccelerometer_.Show(ticks, profile_.sampleAccelerometer(), ticksPerSample);
+    return readings ? EncodeAccelerometerPacket(*readings) : "";
+  }
   const auto due = static_cast<std::uint64_t>((ticks - startTicks) / ticksPerSample);
   std::string packets;
-  while (due >= accelerometerSamples_ + kAccelerometerSamplesPerPacket) {
-    std::string body(1, '\0');
-    std::uint32_t first = 0;
-    for (unsigned k = 0; k < kAccelerometerSamplesPerPacket; ++k) {
-      const auto at = static_cast<std::uint32_t>(startTicks + static_cast<double>(accelerometerSamples_ + k) *
-                                                                  ticksPerSample);
-      if (k == 0)
-        first = at;
-      else
-        body += U16LE(at - first);  // from the first sample
-      for (const std::int16_t v :
-           profile_.accelerometer(static_cast<double>(accelerometerSamples_ + k) / rate))
-        body += U16LE(static_cast<std::uint16_t>(v));
+  while (due >= accelerometerSamples_ + kReadingsPerAccelerometerPacket) {
+    AccelerometerPacketReadings readings;
+    for (std::size_t k = 0; k < readings.size(); ++k) {
+      const double position = static_cast<double>(accelerometerSamples_ + k);
+      readings[k] = {static_cast<std::uint32_t>(startTicks + position * ticksPerSample),
+                     profile_.accelerometer(position / rate)};
     }
-    accelerometerSamples_ += kAccelerometerSamplesPerPacket;
-    packets += EncodeExtendedData(kAccelerometerSubtype, body, first);
+    accelerometerSamples_ += kReadingsPerAccelerometerPacket;
+    packets += EncodeAccelerometerPacket(readings);
   }
   return packets;
 }
@@ -460,6 +455,7 @@ std::string HeadsetPeer::DefaultAnswer(const WrittenCommand& command) {
           streamStart_ = std::chrono::steady_clock::now();
           streamPackets_ = 0;
           accelerometerSamples_ = 0;
+          heldAccelerometer_.Restart();
           if (profile_.onStreamStart) {
             // Sample k is complete one period after it began, at (k + 1) / rate.
             const double startTicks = HeadsetTicks(streamStart_);

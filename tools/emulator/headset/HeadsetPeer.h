@@ -31,6 +31,7 @@
 #include <thread>
 #include <vector>
 
+#include "headset/AccelerometerReadings.h"
 #include "headset/CalibrationImages.h"
 #include "headset/HeadsetWire.h"
 #include "headset/PseudoTerminal.h"
@@ -108,6 +109,11 @@ struct PeerProfile {
   // x, y, z at seconds into the stream; when set, accelerometer packets
   // (three samples each) stream along at the accelerometer rate.
   std::function<std::array<std::int16_t, 3>(double seconds)> accelerometer;
+  // Takes precedence over accelerometer: what the sample of the data packet
+  // just made shows, asked right after its body. Readings go out where it
+  // changes (HeldAccelerometerReadings), so that a recorder reads it back on
+  // the very samples.
+  std::function<AccelerometerAxes()> sampleAccelerometer;
   // Announces "system started" from both processors and "connection created"
   // when a client begins to talk after a quiet spell.
   bool connectionAlarms = false;
@@ -218,6 +224,7 @@ class HeadsetPeer {
   std::uint64_t sampleIndex_ = 0;    // over all streams
   std::uint8_t packetCounter_ = 0;
   std::uint64_t accelerometerSamples_ = 0;  // in this stream
+  HeldAccelerometerReadings heldAccelerometer_;
   std::optional<std::chrono::steady_clock::time_point> lastCommandAt_;
   std::mt19937_64 dropRandom_;
   std::mt19937_64 jitterRandom_;

@@ -46,12 +46,23 @@ bool HeadsetSlots::NamesTrigger(std::string_view name) const {
   return source != nullptr && source->IsTrigger();
 }
 
+namespace {
+
+constexpr SourceID::Code kAccelerometerAxes[] = {SourceID::ACCX, SourceID::ACCY, SourceID::ACCZ};
+
+}  // namespace
+
 std::optional<int> HeadsetSlots::AccelerometerAxisNamed(std::string_view name) const {
   const Source* source = headset_->MatchSource(std::string(name), false);
   if (source == nullptr || !source->IsAccelerometer()) return std::nullopt;
-  for (const auto& [axis, code] : {std::pair{0, SourceID::ACCX}, {1, SourceID::ACCY}, {2, SourceID::ACCZ}})
-    if (source->id == code) return axis;
+  for (int axis = 0; axis < 3; ++axis)
+    if (source->id == kAccelerometerAxes[axis]) return axis;
   return std::nullopt;
+}
+
+double HeadsetSlots::AccelerometerGain(int axis) const {
+  const Source* source = headset_->MatchSource(kAccelerometerAxes[axis]);
+  return source != nullptr ? source->Gain() : 0.0;
 }
 
 std::string HeadsetSlots::Name(int slot) const {

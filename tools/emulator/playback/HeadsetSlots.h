@@ -37,6 +37,8 @@ class HeadsetSlots {
   bool NamesTrigger(std::string_view name) const;
   // 0, 1, 2 for the accelerometer's x, y, z.
   std::optional<int> AccelerometerAxisNamed(std::string_view name) const;
+  // The library's units per count of an accelerometer axis (0, 1, 2).
+  double AccelerometerGain(int axis) const;
 
   std::string Name(int slot) const;
   double Gain(int slot) const;  // µV per count

@@ -19,9 +19,6 @@ namespace {
 constexpr std::size_t kTriggerLead = 16;
 // Frames made at a time: a few reads of the file per second.
 constexpr long long kStretch = 64;
-// Packets whose accelerometer values are kept: the accelerometer's
-// packets come a few samples after the samples they carry.
-constexpr std::size_t kAccelerometerHistory = 256;
 // A trigger annotation without a duration is a pulse this long.
 constexpr double kPulseSeconds = 0.02;
 
@@ -84,6 +81,7 @@ void Playback::MatchSignals() {
     } else if (axis && !accelerometerFeeds_[static_cast<std::size_t>(*axis)]) {
       accelerometerFeeds_[static_cast<std::size_t>(*axis)] =
           std::make_unique<SignalFeed>(*file_, s, rate, 1.0, SignalFeed::Shape::Held);
+      accelerometerGains_[static_cast<std::size_t>(*axis)] = slots_.AccelerometerGain(*axis);
     } else if (slot && filledBy[static_cast<std::size_t>(*slot)].empty()) {
       filledBy[static_cast<std::size_t>(*slot)] = signal.label;
       filled.push_back({*slot, slots_.ChannelWeights(*slot)});
@@ -221,7 +219,9 @@ void Playback::Generate() {
         triggerFeed_ ? std::llround(triggers[b]) : static_cast<long long>(AnnotatedTriggerAt(frame.sample));
     frame.trigger = static_cast<std::uint8_t>((trigger << triggerShift_) & 0xFF);
     for (std::size_t a = 0; a < 3; ++a)
-      frame.accelerometer[a] = static_cast<std::int16_t>(std::lround(std::clamp(axes[a][b], -32768.0, 32767.0)));
+      frame.accelerometer[a] = static_cast<std::int16_t>(
+          std::lround(std::clamp(accelerometerGains_[a] != 0.0 ? axes[a][b] / accelerometerGains_[a] : 0.0,
+                                 -32768.0, 32767.0)));
     frames_.push_back(frame);
   }
   generated_ += static_cast<long long>(count);
@@ -248,21 +248,11 @@ std::string Playback::PacketBody(std::uint64_t index, double stampSeconds, bool 
   if (impedanceDriver)
     for (std::size_t k = 0; k < kSlotCount; ++k)
       if (takesCarriers_[k]) raw[k] += CarrierCounts(kiloOhms_[k], gains_[k], stampSeconds);
-  accelerometerHistory_.emplace_back(std::llround((stampSeconds - firstStamp_) * settings_.rate),
-                                     frame.accelerometer);
-  if (accelerometerHistory_.size() > kAccelerometerHistory) accelerometerHistory_.pop_front();
+  accelerometer_ = frame.accelerometer;
   const Frame& ahead = frames_[kTriggerLead];
   return SlotPacketBody(ahead.past ? 0 : ahead.trigger, raw);
 }
 
-std::array<std::int16_t, 3> Playback::Accelerometer(double seconds) const {
-  const auto due = static_cast<long long>(std::ceil(seconds * settings_.rate - 1e-6));
-  std::array<std::int16_t, 3> value{};
-  for (const auto& [position, axes] : accelerometerHistory_) {
-    if (position > due) break;
-    value = axes;
-  }
-  return value;
-}
+std::array<std::int16_t, 3> Playback::Accelerometer() const { return accelerometer_; }
 
 }  // namespace QVT::emulator

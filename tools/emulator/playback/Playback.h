@@ -4,6 +4,7 @@
 // impedances its annotations give. Used on the peer's thread only.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <deque>
@@ -20,9 +21,9 @@ namespace QVT::emulator {
 
 struct PlaybackSettings {
   std::string file;
-  unsigned rate = 300;      // the headset's samples per second
-  bool loop = false;        // start again at the end, instead of falling silent
-  double kiloOhms = 5.0;    // every electrode's impedance until an annotation sets it
+  unsigned rate = 300;    // the headset's samples per second
+  bool loop = false;      // start again at the end, instead of falling silent
+  double kiloOhms = 5.0;  // every electrode's impedance until an annotation sets it
 };
 
 class Playback {
@@ -38,13 +39,13 @@ class Playback {
   // The body of the data packet at stream position index (positions only
   // grow), or empty once the recording has ended and does not loop.
   std::string PacketBody(std::uint64_t index, double stampSeconds, bool impedanceDriver);
-  // Streaming started with a packet stamped firstStamp (seconds).
-  void StreamStarted(double firstStamp) { firstStamp_ = firstStamp; }
-  // The recording's accelerometer, when it has one, for the sample taken
-  // `seconds` into the stream: the value its first packet after that time
-  // carried, which is the packet that made it current in the recording.
-  bool HasAccelerometer() const { return accelerometerFeeds_[0] != nullptr; }
-  std::array<std::int16_t, 3> Accelerometer(double seconds) const;
+  // The recording's accelerometer, when it has one, in the headset's counts:
+  // what the sample of the latest packet body shows.
+  bool HasAccelerometer() const {
+    return std::any_of(accelerometerFeeds_.begin(), accelerometerFeeds_.end(),
+                       [](const auto& feed) { return feed != nullptr; });
+  }
+  std::array<std::int16_t, 3> Accelerometer() const;
 
  private:
   struct Frame {
@@ -83,6 +84,7 @@ class Playback {
   std::vector<std::array<double, kSlotCount>> countsPerSignal_;  // per electrode feed: counts per slot per µV
   std::unique_ptr<SignalFeed> triggerFeed_;
   std::array<std::unique_ptr<SignalFeed>, 3> accelerometerFeeds_;
+  std::array<double, 3> accelerometerGains_{};  // the library's units per count
   std::vector<TriggerEvent> triggerEvents_;
   std::vector<ImpedanceEvent> impedanceEvents_;
   std::vector<std::string> summary_;
@@ -93,9 +95,7 @@ class Playback {
   std::uint64_t position_ = 0;
   SlotValues kiloOhms_{};
   std::size_t nextImpedance_ = 0;
-  double firstStamp_ = 0.0;
-  // The accelerometer of the latest packets, by position in their stream.
-  std::deque<std::pair<long long, std::array<std::int16_t, 3>>> accelerometerHistory_;
+  std::array<std::int16_t, 3> accelerometer_{};  // of the latest packet body
 };
 
 }  // namespace QVT::emulator
