@@ -439,7 +439,9 @@ QVT_API unsigned long QVT_Headset_WaitForSamples(QVT_Headset* headset, unsigned 
  * 0 on failure: what QVT_Headset_WaitForBatch refuses, and a lost link
  * (a real link silent for 5 s, without a watchdog, is asked for an echo).
  * Without background acquisition the limit may be overrun by one read of
- * the link (up to 0.5 s on a silent link). */
+ * the link (up to 0.5 s on a silent link); with it the wait sleeps until
+ * the acquisition thread has read a block, so it costs no CPU meanwhile
+ * and returns as soon as the block's samples are there. */
 QVT_API int QVT_Headset_WaitForBatchTimeout(QVT_Headset* headset, double timeoutSeconds, double* batchTime);
 
 /* QVT_Headset_WaitForSamples within timeoutSeconds, as above: one of
@@ -450,7 +452,8 @@ QVT_API int QVT_Headset_WaitForSamplesTimeout(QVT_Headset* headset, unsigned lon
 
 /* Every thread waiting in QVT_Headset_WaitForBatchTimeout or
  * QVT_Headset_WaitForSamplesTimeout of this headset returns QVT_WAIT_WOKEN
- * (within 10 ms, or one read of the link without background acquisition).
+ * (at once with background acquisition; without it within 10 ms, or one
+ * read of the link).
  * From any thread, callbacks included. Waits that begin later are not
  * affected. */
 QVT_API void QVT_Headset_WakeWaiters(QVT_Headset* headset);

@@ -35,6 +35,7 @@
 #include "util/Console.h"
 #include "util/OwnedMutex.h"
 #include "util/Thread.h"
+#include "util/WakeSignal.h"
 
 namespace QVT {
 
@@ -135,7 +136,11 @@ class Headset {
   double BatteryReading(int which) const;
 
   // ---- block reading (src/protocol/HeadsetBlocks.cpp) -------------------------
+  // Reads, checks and decodes one block; false when none came. Wakes the
+  // waits that sleep on waitSignal.
   bool TryToReadBlock();
+  // The same under the read lock, without the wake-up.
+  bool ReadNextBlock();
   int ReadBlock();
   // ReadBlock without the exception: a bad block returns -1 with its text in
   // frameError. A noisy link delivers bad blocks all the time, and a throw
@@ -262,12 +267,22 @@ class Headset {
   bool WaitEnded(const WaitLimit& limit, WaitOutcome& why) const;
   // Sleeps for seconds, or less when the wait's deadline comes first.
   void PauseWithin(const WaitLimit& limit, double seconds) const;
+  // While the acquisition thread reads the link: sleeps until waitSignal
+  // has been told anything since its count was seen, for seconds at most,
+  // or less when the wait's deadline comes first.
+  void AwaitNews(const WaitLimit& limit, std::uint64_t seen, double seconds);
+  // Until CheckSilentLink would ask for an echo; infinity for a wait that
+  // does not check silence or a link that is not checked.
+  double SecondsUntilSilenceCheck(const WaitLimit& limit) const;
   // For a wait that checks silence: a real link without a watchdog that has
   // carried nothing for a while is asked for an echo, which marks it lost
   // when unanswered.
   void CheckSilentLink(const WaitLimit& limit);
   // Every wakeable wait under way returns Woken. From any thread.
-  void WakeWaiters() { wakeCount.fetch_add(1); }
+  void WakeWaiters() {
+    wakeCount.fetch_add(1);
+    waitSignal.Notify();
+  }
   // The fewest unread samples, and the most lost ones, over the delivery
   // channels (the last stage's outputs, else the montage); 0 without any.
   unsigned long Buffered() const;
@@ -295,7 +310,7 @@ class Headset {
   std::size_t ReadChannels(std::span<Channel* const> channels, double* out, std::size_t maxSamples,
                            std::uint64_t* firstIndex);
   // True while a background acquisition thread reads the link; the waits
-  // then only sleep and look at the buffers instead of reading blocks.
+  // then sleep until it has read a block instead of reading blocks.
   // Defined with the threads (HeadsetThreads.cpp).
   bool BackgroundAcquisitionRunning() const;
   // Empties the serial input for at most `seconds`; the bytes discarded.
@@ -570,6 +585,13 @@ class Headset {
   OwnedMutex batchLock{"Cannot wait for a batch from inside a callback of a wait for a batch."};
   // Grows with every WakeWaiters.
   std::atomic<std::uint64_t> wakeCount{0};
+  // Told whenever something a wait looks at may have changed: a block read,
+  // a wake-up, a lost link, the end of the acquisition thread. Waits sleep on
+  // it while the acquisition thread reads the link for them.
+  WakeSignal waitSignal;
+  // True while the acquisition thread's loop reads the link (it tells
+  // waitSignal when it leaves); outside it waits look for themselves.
+  std::atomic<bool> acquisitionReading{false};
 
   // ---- state: lifecycle and threads (src/core/) ----
   // Seconds of silence before the watchdog verifies the link; 0 or less

@@ -100,16 +100,24 @@ Headset::WaitOutcome Headset::WaitForSamples(unsigned long n, const WaitLimit& l
     throw "cannot wait for " + std::to_string(n) + " samples: the buffers hold at most " +
         std::to_string(room);
   WaitOutcome why = WaitOutcome::Ready;
-  while (Buffered() < n) {
+  for (;;) {
+    // Seen before the buffers are looked at, so that a block read after the
+    // look cuts the sleep below short.
+    const std::uint64_t seen = waitSignal.Count();
+    if (Buffered() >= n) return WaitOutcome::Ready;
     // A lost link sends nothing until the client connects again: the wait
     // would never end.
     if (linkLost.load()) throw std::string("QVT link lost: cannot wait for samples");
     if (WaitEnded(limit, why)) return why;
     CheckSilentLink(limit);
+    if (acquisitionReading.load()) {
+      // Nothing can change until the acquisition thread says so.
+      AwaitNews(limit, seen, std::max(SecondsUntilSilenceCheck(limit), kPollInterval));
+      continue;
+    }
     PauseWithin(limit, kPollInterval);
     if (!BackgroundAcquisitionRunning()) TryToReadBlock();
   }
-  return WaitOutcome::Ready;
 }
 
 void Headset::WasteSamples(unsigned long n) {
@@ -166,6 +174,7 @@ Headset::WaitOutcome Headset::WaitForBatch(const WaitLimit& limit, double& times
     const double release = rebaseTime + batchDuration(batchIndex - rebaseBatchIndex) + drift;
     const unsigned long overfull = Buffering::SaturatingAdd(3 * size, target);
     while (PrecisionTime() < release) {
+      const std::uint64_t seen = waitSignal.Count();
       if (WaitEnded(limit, why)) return why;
       const unsigned long buffered = Buffered();
       if (buffered > overfull) {
@@ -181,7 +190,10 @@ Headset::WaitOutcome Headset::WaitForBatch(const WaitLimit& limit, double& times
       }
       const double now = PrecisionTime();
       const bool background = BackgroundAcquisitionRunning();
-      if (now < release - kReleaseMargin) {
+      if (now < release - kReleaseMargin && acquisitionReading.load()) {
+        // Woken by each block, for the overfull check above.
+        AwaitNews(limit, seen, release - kReleaseMargin - now);
+      } else if (now < release - kReleaseMargin) {
         // Without an acquisition thread nothing fills the buffers while this
         // thread sleeps, so once no more reads are due the rest of the wait
         // is one sleep: the buffers cannot change meanwhile.

@@ -23,7 +23,10 @@ bool Headset::MarkLinkLost() {
   if (linkLost.load()) return false;
   // The time goes first, so that whoever sees the flag sees its time.
   linkLostTime.store(serial.Elapsed());
-  return !linkLost.exchange(true);
+  const bool newlyLost = !linkLost.exchange(true);
+  // A wait for samples ends on a lost link instead of sleeping on.
+  if (newlyLost) waitSignal.Notify();
+  return newlyLost;
 }
 
 void Headset::MarkLinkAnswering() {

@@ -48,6 +48,18 @@ int Headset::AcquisitionThread::Run() {
   const bool wasStreaming = headset.DataAcquisitionModeNow() != 0;
   if (!wasStreaming) headset.StartDataAcquisition();
   if (!StopRequested()) {
+    // Waits sleep until this loop tells them of a block, so they must hear
+    // when it ends too, however it ends.
+    struct Reading {
+      Headset& headset;
+      explicit Reading(Headset& h) : headset(h) { headset.acquisitionReading.store(true); }
+      ~Reading() {
+        headset.acquisitionReading.store(false);
+        headset.waitSignal.Notify();
+      }
+      Reading(const Reading&) = delete;
+      Reading& operator=(const Reading&) = delete;
+    } reading(headset);
     while (headset.DataAcquisitionModeNow() != 0) {
       // The read itself waits for the link; the pause is only for a read
       // that found nothing, so that a silent link is not spun on.

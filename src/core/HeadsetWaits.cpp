@@ -1,6 +1,8 @@
 // What bounds a client's wait for data: a time limit, a wake-up from another
 // thread, and a link that has gone silent.
+#include <algorithm>
 #include <cmath>
+#include <limits>
 #include <string>
 
 #include "core/Headset.h"
@@ -46,12 +48,21 @@ void Headset::PauseWithin(const WaitLimit& limit, double seconds) const {
   Sleep(seconds < left ? seconds : left);
 }
 
-void Headset::CheckSilentLink(const WaitLimit& limit) {
+void Headset::AwaitNews(const WaitLimit& limit, std::uint64_t seen, double seconds) {
+  const double left = limit.deadline - PrecisionTime();
+  waitSignal.SleepUnless(seen, std::min(seconds, left));
+}
+
+double Headset::SecondsUntilSilenceCheck(const WaitLimit& limit) const {
   // A simulated link is silent whenever the test feeding it is; the
   // watchdog, when it runs, does this check itself.
-  if (!limit.checksSilence || !serial.IsOpen() || watchdogInterval.load() > 0.0) return;
-  if (serial.Elapsed() - lastDataTime.load() < kSilenceBeforeCheck) return;
-  VerifyConnection();
+  if (!limit.checksSilence || !serial.IsOpen() || watchdogInterval.load() > 0.0)
+    return std::numeric_limits<double>::infinity();
+  return kSilenceBeforeCheck - (serial.Elapsed() - lastDataTime.load());
+}
+
+void Headset::CheckSilentLink(const WaitLimit& limit) {
+  if (SecondsUntilSilenceCheck(limit) <= 0.0) VerifyConnection();
 }
 
 }  // namespace QVT

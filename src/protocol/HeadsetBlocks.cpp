@@ -40,6 +40,14 @@ bool NoLink(const SerialConnection& serial) { return !serial.IsOpen() && serial.
 }  // namespace
 
 bool Headset::TryToReadBlock() {
+  const bool read = ReadNextBlock();
+  // Told once the read lock is free again, so that a woken wait finds
+  // nothing held.
+  if (read) waitSignal.Notify();
+  return read;
+}
+
+bool Headset::ReadNextBlock() {
   std::lock_guard<OwnedMutex> lock(readLock);
   if (resynchronizationNeeded && !Resynchronize()) return false;
   const char* frameError = nullptr;

@@ -103,6 +103,46 @@ TEST(AcquisitionCallbacks, ASampleCallbackWakesTheWaitersOfOtherThreads) {
   h->StopBackgroundAcquisition();
 }
 
+// With the acquisition thread reading, a wait sleeps until the thread has
+// read the samples it waits for, and a lost link ends it at once: well
+// before the 30 s limit either way.
+TEST(AcquisitionCallbacks, ThreadWakesWaitsWithTheirSamplesOrALostLink) {
+  using Outcome = Headset::WaitOutcome;
+  const auto h = MakeSimulatedHeadset();
+  ASSERT_TRUE(h->StartBackgroundAcquisition());
+  ASSERT_TRUE(WaitUntil([&] { return h->acquisitionReading.load(); }, 5.0));
+  const std::function<void()> arrivals[] = {
+      [&] {
+        std::string packets;
+        for (int n = 0; n < 3; ++n)
+          packets += Wire::EncodeDataPacket(static_cast<std::uint8_t>(n), std::string(49, '\0'));
+        const std::string block = Wire::EncodeBlock(0, 0, {}, packets);
+        h->FeedFakeData(block.data(), block.size());
+      },
+      [&] { h->MarkLinkLost(); },
+  };
+  const std::string expected[] = {"(no failure)", "QVT link lost: cannot wait for samples"};
+  for (int i = 0; i < 2; ++i) {
+    Outcome outcome = Outcome::TimedOut;
+    std::string thrown;
+    double ended = 0.0;
+    std::thread waiter([&] {
+      thrown = ThrownMessage([&] { outcome = h->WaitForSamples(3 * (i + 1), h->BoundedWait(30.0)); });
+      ended = PrecisionTime();
+    });
+    Sleep(0.1);
+    const double arrived = PrecisionTime();
+    arrivals[i]();
+    waiter.join();
+    EXPECT_EQ(thrown, expected[i]);
+    EXPECT_LT(ended - arrived, 5.0) << expected[i];
+    if (i == 0) {
+      EXPECT_EQ(outcome, Outcome::Ready);
+    }
+  }
+  h->StopBackgroundAcquisition();
+}
+
 // Bulk reads while the acquisition thread writes: every sample once, in
 // order, the same number from each channel.
 TEST(AcquisitionCallbacks, BulkReadsTakeEverySampleOnceWhileTheThreadWrites) {
