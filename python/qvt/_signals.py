@@ -129,9 +129,9 @@ class Signals:
 
     def _sleep_until_due(self, count: int, deadline: Optional[float]) -> None:
         """Sleeps through the part of a wait for count samples that the
-        sampling rate makes certain. The library's wait looks at the buffers
-        every millisecond, which costs a streaming client more than all the
-        rest of its work; it still decides when the samples are there."""
+        sampling rate makes certain, sparing the library's wait the wake-up
+        of every block that comes before; the library still decides when
+        the samples are there."""
         missing = count - int(lib.call(lib.QVT_Headset_GetNumberOfBufferedSamples, self._handle))
         seconds = missing / self._timeline.rate - _EARLY
         if deadline is not None:
@@ -235,7 +235,7 @@ class Signals:
         while True:
             # The next batch is not released before a batch's time after
             # the last: slept here rather than in the library's wait, which
-            # looks at the buffers every millisecond.
+            # wakes with every block the acquisition thread reads.
             self._woken.wait(max(0.0, due - time.monotonic()))
             with self._turns:
                 self._start_acquisition()

@@ -19,11 +19,6 @@ namespace {
 constexpr double kDataTimeout = 4.5;
 // The longest a wait for a batch goes on before the loop looks at its flags.
 constexpr double kWaitSlice = 0.1;
-// A prompt loop sleeps this share of a block's time (the headset sends six
-// samples at a time) after each read: less wakes the library's
-// millisecond polling for longer, more misses blocks that come early.
-constexpr double kPromptSleep = 0.7;
-constexpr double kBlockSamples = 6.0;
 
 std::string Seconds(double seconds) {
   char text[32];
@@ -88,7 +83,6 @@ void RunBatches(QVT_Headset* headset, double seconds, const std::function<bool(u
     unsigned long previouslyArrived = 0;
     std::uint64_t samplesBefore = progress.samples;
     double lastArrival = elapsedBefore;
-    bool read = false;  // the last turn read samples
     while (!Interrupted()) {
       progress.elapsedSeconds = elapsedBefore + SecondsSince(start);
       if (QVT_Headset_GetLinkState(headset, nullptr) == QVT_LINK_LOST) {
@@ -107,11 +101,8 @@ void RunBatches(QVT_Headset* headset, double seconds, const std::function<bool(u
       }
       previouslyArrived = arrived;
       // Bounded, so that Ctrl-C and a silent headset are noticed between
-      // waits.
-      // The library's bounded wait looks every millisecond: a prompt loop
-      // first sleeps through most of the time the next block takes.
-      if (pacing.prompt && read) QVT_Sleep(kPromptSleep * kBlockSamples / rate);
-      read = false;
+      // waits. A prompt wait sleeps until the acquisition thread has read a
+      // block, so it returns with each block the headset sends.
       unsigned long ready = batchSize;
       const int waited = pacing.prompt ? QVT_Headset_WaitForSamplesTimeout(headset, 1, kWaitSlice, &ready)
                                        : QVT_Headset_WaitForBatchTimeout(headset, kWaitSlice, nullptr);
@@ -125,7 +116,6 @@ void RunBatches(QVT_Headset* headset, double seconds, const std::function<bool(u
         continue;
       }
       const auto taking = static_cast<unsigned>(ready);
-      read = true;
       const bool more = readBatch(taking);
       ThrowIfFailed("reading a batch failed");
       progress.samples += taking;
