@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
+#include <limits>
 
 namespace QVT::Monitor {
 
@@ -35,6 +37,10 @@ ChannelTrace::ChannelTrace(double samplingRate, double range)
     : rate(samplingRate),
       fullScale(range),
       binSize(BinSize(samplingRate)) {}
+
+double ElectrodeFullScale(double microvoltsPerCount) {
+  return std::numeric_limits<std::int16_t>::max() * microvoltsPerCount;
+}
 
 std::size_t BinSize(double rate) {
   return std::max<std::size_t>(1, static_cast<std::size_t>(std::lround(rate / kBinsPerSecond)));

@@ -50,6 +50,11 @@ class ChannelTrace {
 // wide screen.
 inline constexpr std::size_t kBinsPerSecond = 100;
 
+// The largest value an electrode channel reads, in µV: the headset sends
+// each electrode as a signed 16-bit count, which the library scales by the
+// gain it reports for that electrode (µV per count).
+double ElectrodeFullScale(double microvoltsPerCount);
+
 // Samples a bin at this rate.
 std::size_t BinSize(double rate);
 

@@ -1,5 +1,6 @@
 #include "MonitorPart.h"
 
+#include "ChannelTrace.h"
 #include "LibraryCalls.h"
 
 namespace QVT::Monitor {
@@ -10,9 +11,6 @@ namespace {
 constexpr std::size_t kAlarmsShown = 8;
 // Health goes to the pages a few times a second, not with every batch.
 constexpr auto kHealthInterval = std::chrono::milliseconds(250);
-// Electrode channels carry 16-bit counts of `gain` µV each: a channel within
-// a whisker of that has an input at its rail.
-constexpr double kFullScaleCounts = 32768.0;
 
 const char* LinkName(int state) {
   switch (state) {
@@ -36,7 +34,7 @@ void MonitorPart::Start(const Session::SessionStart& start) {
   for (const Session::ChannelPlan& plan : start.channels) {
     const bool electrode = plan.kind == Session::ChannelKind::Electrode;
     channels.push_back({plan.label, electrode ? Tools::PositionOfElectrode(plan.label) : std::nullopt,
-                        electrode ? kFullScaleCounts * plan.gain : 0.0, electrode ? "uV" : "counts"});
+                        electrode ? ElectrodeFullScale(plan.gain) : 0.0, electrode ? "uV" : "counts"});
   }
   hub.Begin(std::move(channels), start.rate);
   if (!start.impedances.empty()) hub.ShowImpedances(start.impedances, false);

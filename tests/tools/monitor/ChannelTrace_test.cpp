@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <functional>
 #include <numbers>
 
 namespace QVT::Monitor {
@@ -26,19 +27,30 @@ TEST(ChannelTrace, EnvelopeKeepsASpikeNarrowerThanABin) {
 }
 
 TEST(ChannelTrace, JudgesEachSecondOfRawSignal) {
+  constexpr double kGain = 0.301;  // µV per count of an ordinary electrode
+  const double rail = ElectrodeFullScale(kGain);
+  EXPECT_DOUBLE_EQ(rail, 32767 * kGain);
   struct Case {
     const char* what;
-    double (*signal)(int k);
+    double fullScale;
+    std::function<double(int k)> signal;
     Quality expected;
   };
   const Case cases[] = {
-      {"alpha", [](int k) { return 5000.0 + Sine(10, 20, k); }, Quality::kGood},
-      {"no contact", [](int) { return 1234.5; }, Quality::kFlat},
-      {"saturated", [](int k) { return k % 100 == 0 ? 99000.0 : Sine(10, 20, k); }, Quality::kRailed},
-      {"line noise", [](int k) { return Sine(50, 400, k); }, Quality::kNoisy},
+      {"alpha", rail, [](int k) { return 500.0 + Sine(10, 20, k); }, Quality::kGood},
+      {"no contact", rail, [](int) { return 1234.5; }, Quality::kFlat},
+      {"moves 0.4 uV", rail, [](int k) { return Sine(10, 0.2, k); }, Quality::kFlat},
+      {"moves 0.6 uV", rail, [](int k) { return Sine(10, 0.3, k); }, Quality::kGood},
+      {"at the top count", rail, [](int) { return 32767 * kGain; }, Quality::kRailed},
+      {"at the bottom count", rail, [](int) { return -32768 * kGain; }, Quality::kRailed},
+      {"touches 98 % each second", rail, [&](int k) { return k % 600 == 7 ? 0.98 * rail : Sine(10, 20, k); }, Quality::kRailed},
+      {"offset to 97 %", rail, [&](int k) { return 0.97 * rail + Sine(10, 20, k); }, Quality::kGood},
+      {"no rail to watch", 0, [](int k) { return 1e6 + Sine(10, 20, k); }, Quality::kGood},
+      {"RMS 99 uV", rail, [](int k) { return Sine(50, 99 * std::numbers::sqrt2, k); }, Quality::kGood},
+      {"RMS 101 uV", rail, [](int k) { return Sine(50, 101 * std::numbers::sqrt2, k); }, Quality::kNoisy},
   };
   for (const Case& c : cases) {
-    ChannelTrace trace(kRate, 100000.0);
+    ChannelTrace trace(kRate, c.fullScale);
     for (int k = 0; k < 2 * static_cast<int>(kRate); ++k) trace.Add(c.signal(k));
     EXPECT_EQ(trace.Verdict(), c.expected) << c.what;
   }
