@@ -46,8 +46,9 @@ struct RecordingStatus {
 class MonitorHub {
  public:
   // queueMessages: how many messages a page may fall behind by before its
-  // oldest go (a signal message carries a tenth of a second).
-  explicit MonitorHub(std::size_t queueMessages = 100);
+  // oldest go. The default holds about 10 s: ten signal messages a second,
+  // health and recording status four times each.
+  explicit MonitorHub(std::size_t queueMessages = 200);
 
   // --- acquisition's side; one thread at a time.
   // A new stream of samples (a connection, a reconnection).

@@ -4,6 +4,14 @@
 
 namespace QVT::Monitor {
 
+namespace {
+
+// The growing file's size goes to the pages a few times a second, not with
+// every batch: more would crowd the signal out of a slow page's queue.
+constexpr auto kSizeInterval = std::chrono::milliseconds(250);
+
+}  // namespace
+
 RecordingSwitch::RecordingSwitch(std::string recordDirectory, std::string subjectName, MonitorHub& monitorHub)
     : directory(std::move(recordDirectory)), subject(std::move(subjectName)), hub(monitorHub) {}
 
@@ -97,6 +105,9 @@ void RecordingSwitch::Report(Tools::Progress& shown) {
   part->Report(progress);
   if (progress.fileBytes >= 0) status.bytes = static_cast<std::uint64_t>(progress.fileBytes);
   shown.fileBytes = progress.fileBytes;
+  const auto now = std::chrono::steady_clock::now();
+  if (now - lastShown < kSizeInterval) return;
+  lastShown = now;
   Show();
 }
 

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <memory>
 #include <string>
 
@@ -49,6 +50,7 @@ class RecordingSwitch : public Session::Part {
   std::uint64_t first = 0;  // the session's sample number of the file's first
   RecordingStatus status;
   Tools::Progress progress;
+  std::chrono::steady_clock::time_point lastShown;
 };
 
 }  // namespace QVT::Monitor

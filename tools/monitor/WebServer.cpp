@@ -17,9 +17,11 @@ namespace {
 // threads stay free for files and commands.
 constexpr int kMostPages = 8;
 constexpr int kThreads = kMostPages + 4;
-// A page that takes no data for this long is let go (its queue has long
-// been dropping).
-constexpr int kWriteTimeoutSeconds = 5;
+// A page whose socket takes nothing for this long is let go. Twice the span
+// of its queue: a page that stalls a while (a busy machine, a tab in the
+// background) loses its oldest messages and then reads current ones; only
+// a page that stays away gives its place back.
+constexpr int kWriteTimeoutSeconds = 20;
 constexpr auto kPatience = std::chrono::milliseconds(500);
 
 struct PageFile {
@@ -109,9 +111,13 @@ void WebServer::Route() {
     response.set_header("Cache-Control", "no-store");
     response.set_chunked_content_provider(
         "text/event-stream",
-        [this, queue](std::size_t, httplib::DataSink& sink) {
+        [this, queue, toldOfDrops = false](std::size_t, httplib::DataSink& sink) mutable {
           const std::vector<SharedText> messages = queue->Take(kPatience);
           if (queue->Closed() || !server->is_running()) return false;
+          if (!toldOfDrops && queue->Dropped() > 0) {
+            toldOfDrops = true;
+            log("a page fell behind; its oldest messages are dropped");
+          }
           // A comment line keeps the connection open through idle times
           // and lets a closed page be noticed.
           if (messages.empty()) return sink.write(": idle\n\n", 8);
@@ -119,7 +125,11 @@ void WebServer::Route() {
             if (!sink.write(message->data(), message->size())) return false;
           return true;
         },
-        [this, queue](bool) { hub.Unsubscribe(queue); });
+        [this, queue](bool) {
+          hub.Unsubscribe(queue);
+          if (const std::uint64_t dropped = queue->Dropped())
+            log("a page that fell behind went away; it lost " + std::to_string(dropped) + " messages");
+        });
   });
 
   const auto command = [this](const char* path, std::function<void(const httplib::Request&)> act) {

@@ -27,7 +27,8 @@ struct ServerSettings {
 
 class WebServer {
  public:
-  // log receives one line per refused request or failed command.
+  // log receives one line per refused request, failed command, and page
+  // that falls behind.
   WebServer(const ServerSettings& settings, MonitorHub& hub, MonitorControls& controls,
             std::function<void(const std::string&)> log);
   ~WebServer();

@@ -11,8 +11,6 @@ file MNE reads; the page comes back after an outage of the headset.
 With --bench: the page's frame time and the server's CPU share at 600 Hz.
 """
 import os
-import re
-import subprocess
 import sys
 import tempfile
 import time
@@ -20,6 +18,9 @@ import urllib.error
 import urllib.request
 
 import mne
+
+import monitor_harness
+from monitor_harness import check, wait_for
 
 try:
     from selenium import webdriver
@@ -40,52 +41,8 @@ ELECTRODES = {"Fp1", "Fpz", "Fp2", "F7", "F3", "Fz", "F4", "F8", "M1", "T3", "C3
               "P3", "P4", "T6", "O1", "O2"}
 
 
-def check(condition, what):
-    if not condition:
-        raise AssertionError(what)
-
-
-def wait_for(what, predicate, seconds=30):
-    deadline = time.monotonic() + seconds
-    while time.monotonic() < deadline:
-        value = predicate()
-        if value:
-            return value
-        time.sleep(0.2)
-    raise AssertionError(f"timed out waiting for {what}")
-
-
-class Monitor:
-    """qvt-monitor under the virtual headset, serving on a free port."""
-
-    def __init__(self, emulator_args):
-        command = [EMULATOR, "--rate", "600", *emulator_args, "--", MONITOR, "--listen", "127.0.0.1:0",
-                   "--record-dir", WORK]
-        self.process = subprocess.Popen(command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
-        self.output = []
-        deadline = time.monotonic() + 60
-        while time.monotonic() < deadline:
-            line = self.process.stdout.readline()
-            if not line:
-                break
-            self.output.append(line)
-            found = re.search(r"Serving (http://127\.0\.0\.1:(\d+)/)", line)
-            if found:
-                self.url, self.port = found.group(1), int(found.group(2))
-                return
-        self.stop()
-        raise AssertionError("qvt-monitor did not start:\n" + "".join(self.output))
-
-    def stop(self):
-        if self.process.poll() is None:
-            self.process.send_signal(2)
-            try:
-                rest, _ = self.process.communicate(timeout=30)
-            except subprocess.TimeoutExpired:
-                self.process.kill()
-                rest, _ = self.process.communicate()
-            self.output.append(rest or "")
-        return "".join(self.output)
+def start_monitor(emulator_args):
+    return monitor_harness.Monitor(EMULATOR, MONITOR, WORK, emulator_args)
 
 
 def browser():
@@ -173,7 +130,7 @@ def check_recovery(driver):
 def test():
     driver = browser()
     try:
-        monitor = Monitor(["--impedance", "7", "--outage", "25:8"])
+        monitor = start_monitor(["--impedance", "7", "--outage", "25:8"])
         try:
             check_refusals(monitor)
             driver.get(monitor.url)
@@ -185,7 +142,7 @@ def test():
         finally:
             output = monitor.stop()
         check(monitor.process.returncode == 0, f"qvt-monitor ended with {monitor.process.returncode}:\n{output}")
-        monitor = Monitor(["--impedance", "15"])
+        monitor = start_monitor(["--impedance", "15"])
         try:
             driver.get(monitor.url)
             check_head_map(driver, 15.0, "fair")
@@ -205,7 +162,7 @@ def cpu_seconds(pid):
 
 def bench(seconds, screenshot):
     driver = browser()
-    monitor = Monitor(["--impedance", "7", "--eyes-closed"])
+    monitor = start_monitor(["--impedance", "7", "--eyes-closed"])
     try:
         driver.get(monitor.url)
         wait_for("the traces", lambda: last_bin(driver) > 0)
@@ -213,7 +170,7 @@ def bench(seconds, screenshot):
         wait_for("impedances", lambda: [e for e in head_map(driver) if e[1]])
         driver.find_element(By.ID, "impedance").click()
         time.sleep(3)
-        pid = int(subprocess.check_output(["pgrep", "-n", "-f", "--", MONITOR + " --listen"], text=True))
+        pid = monitor.pid()
         driver.execute_script("window.qvtFrameStats.reset()")
         used, began = cpu_seconds(pid), time.monotonic()
         time.sleep(seconds)
