@@ -118,7 +118,10 @@ def test(emulator, program):
     filling, held = resident(6) - resident(0), memory[-1][1] - resident(FREEZE_SECONDS - 3)
     print(f"qvt-monitor resident: {resident(0)} KiB when the page froze, {filling:+} KiB over the next 6 s, "
           f"{held:+} KiB over the last 3 s")
-    check(held < filling / 4, "qvt-monitor's memory stops growing once the page's queue is full")
+    # A sanitizer's allocator keeps freed memory resident for a while, so
+    # there the resident size says nothing about the queue.
+    if not os.environ.get("QVT_TEST_SANITIZER"):
+        check(held < filling / 4, "qvt-monitor's memory stops growing once the page's queue is full")
 
     dropped = health["pageMessagesDropped"]
     print(f"messages dropped for the frozen page: {dropped}")
