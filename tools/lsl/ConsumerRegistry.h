@@ -22,7 +22,9 @@ class ConsumerRegistry {
     std::string peer;  // for log lines
     std::shared_ptr<ConsumerQueue> queue;
     bool suppressSubnormals = false;
-    std::function<void()> wake;  // must not block: it only schedules the session's writing
+    // Must not block: it sends without waiting or schedules the session's
+    // writing. Called with the registry locked.
+    std::function<void()> wake;
   };
 
   std::uint64_t Add(Consumer consumer);

@@ -31,6 +31,7 @@ FeedSession::FeedSession(asio::ip::tcp::socket connected, ServiceState& serviceS
 }
 
 FeedSession::~FeedSession() {
+  if (writer) writer->Close();
   if (consumerId != 0) {
     state.consumers.Remove(consumerId);
     Log("consumer " + peer + " left");
@@ -141,9 +142,12 @@ void FeedSession::StartFeed(const FeedTerms& terms, const FeedHeaders& headers) 
     auto capacity = state.config.maxQueuedSamples;
     if (headers.maxBufferLength > 0) capacity = std::min(capacity, static_cast<std::size_t>(headers.maxBufferLength));
     queue = std::make_shared<ConsumerQueue>(capacity);
+    writer = std::make_shared<FeedWriter>(socket.native_handle(), queue);
     std::weak_ptr<FeedSession> weak = shared_from_this();
     auto executor = socket.get_executor();
-    consumerId = state.consumers.Add({peer, queue, terms.suppressSubnormals, [weak, executor] {
+    // The session itself is only ever touched on the network thread.
+    consumerId = state.consumers.Add({peer, queue, terms.suppressSubnormals, [weak, executor, writer = writer] {
+                                        if (writer->SendFromPusher()) return;
                                         asio::post(executor, [weak] {
                                           if (auto self = weak.lock()) self->WriteQueued();
                                         });
@@ -166,15 +170,11 @@ void FeedSession::StartFeed(const FeedTerms& terms, const FeedHeaders& headers) 
 
 void FeedSession::WriteQueued() {
   if (writeInFlight || !socket.is_open()) return;
-  writing = queue->TakeAll();
-  if (writing.empty()) return;
-  std::vector<asio::const_buffer> buffers;
-  buffers.reserve(writing.size());
-  for (const auto& sample : writing) buffers.push_back(asio::buffer(*sample));
+  const std::vector<asio::const_buffer> buffers = writer->NextForNetwork();
+  if (buffers.empty()) return;
   writeInFlight = true;
   asio::async_write(socket, buffers, [self = shared_from_this()](const asio::error_code& error, std::size_t) {
     self->writeInFlight = false;
-    self->writing.clear();
     if (error) {
       self->Close();
       return;
@@ -213,6 +213,7 @@ void FeedSession::DrainUntilClosed() {
 
 void FeedSession::Close() {
   asio::error_code ignoredError;
+  if (writer) writer->Close();
   deadline.cancel();
   socket.close(ignoredError);
 }

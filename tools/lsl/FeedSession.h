@@ -1,7 +1,8 @@
 // One TCP connection to an outlet, on the network thread: it reads the
 // request within the time limit, answers an info request and closes, or
-// negotiates a stream feed and then sends the consumer's queued samples
-// until either side goes away.
+// negotiates a stream feed and then feeds the consumer until either side
+// goes away: the pusher sends while the socket takes samples at once, this
+// session whenever it would block (FeedWriter).
 #pragma once
 
 #include <array>
@@ -14,6 +15,7 @@
 
 #include "ConsumerQueue.h"
 #include "FeedNegotiation.h"
+#include "FeedWriter.h"
 #include "ServiceState.h"
 
 namespace QVT::Lsl {
@@ -48,7 +50,7 @@ class FeedSession : public std::enable_shared_from_this<FeedSession> {
   std::string reply;
   std::shared_ptr<ConsumerQueue> queue;
   std::uint64_t consumerId = 0;
-  std::vector<SharedBytes> writing;
+  std::shared_ptr<FeedWriter> writer;
   bool writeInFlight = false;
   std::array<char, 512> ignored{};
 };

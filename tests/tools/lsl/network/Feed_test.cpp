@@ -108,6 +108,19 @@ TEST(Feed, AStalledConsumerLosesItsOldestSamplesAndHoldsUpNoOne) {
   }
   EXPECT_GT(outlet.SamplesDropped(), 0u);
   EXPECT_LT(outlet.SamplesDropped(), std::uint64_t{kChunks * kChunkSamples});
+  // Reading again, it gets whole samples in order up to the last: the
+  // pushing thread and the network thread took turns at its socket without
+  // tearing a sample or sending one twice.
+  double previous = -1.0;
+  while (previous < stamps.back()) {
+    const auto bytes = stalled.Read(kSampleBytes);
+    DecodedSample sample;
+    std::size_t used = 0;
+    ASSERT_EQ(DecodeSample(bytes, ChannelFormat::Float32, kChannels, sample, used), DecodeStatus::Complete)
+        << "after stamp " << previous;
+    ASSERT_GT(sample.stamp, previous);
+    previous = sample.stamp;
+  }
   stalled.Close();
   EXPECT_TRUE(Eventually([&] { return outlet.Consumers() == 1; }));
 }
