@@ -270,7 +270,7 @@ class Headset {
   // While the acquisition thread reads the link: sleeps until waitSignal
   // has been told anything since its count was seen, for seconds at most,
   // or less when the wait's deadline comes first.
-  void AwaitNews(const WaitLimit& limit, std::uint64_t seen, double seconds);
+  void AwaitNews(const WaitLimit& limit, WakeSignal::Ticket seen, double seconds);
   // Until CheckSilentLink would ask for an echo; infinity for a wait that
   // does not check silence or a link that is not checked.
   double SecondsUntilSilenceCheck(const WaitLimit& limit) const;

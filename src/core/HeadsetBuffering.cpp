@@ -103,7 +103,7 @@ Headset::WaitOutcome Headset::WaitForSamples(unsigned long n, const WaitLimit& l
   for (;;) {
     // Seen before the buffers are looked at, so that a block read after the
     // look cuts the sleep below short.
-    const std::uint64_t seen = waitSignal.Count();
+    const WakeSignal::Ticket seen = waitSignal.Count();
     if (Buffered() >= n) return WaitOutcome::Ready;
     // A lost link sends nothing until the client connects again: the wait
     // would never end.
@@ -174,7 +174,7 @@ Headset::WaitOutcome Headset::WaitForBatch(const WaitLimit& limit, double& times
     const double release = rebaseTime + batchDuration(batchIndex - rebaseBatchIndex) + drift;
     const unsigned long overfull = Buffering::SaturatingAdd(3 * size, target);
     while (PrecisionTime() < release) {
-      const std::uint64_t seen = waitSignal.Count();
+      const WakeSignal::Ticket seen = waitSignal.Count();
       if (WaitEnded(limit, why)) return why;
       const unsigned long buffered = Buffered();
       if (buffered > overfull) {

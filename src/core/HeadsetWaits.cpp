@@ -48,7 +48,7 @@ void Headset::PauseWithin(const WaitLimit& limit, double seconds) const {
   Sleep(seconds < left ? seconds : left);
 }
 
-void Headset::AwaitNews(const WaitLimit& limit, std::uint64_t seen, double seconds) {
+void Headset::AwaitNews(const WaitLimit& limit, WakeSignal::Ticket seen, double seconds) {
   const double left = limit.deadline - PrecisionTime();
   waitSignal.SleepUnless(seen, std::min(seconds, left));
 }

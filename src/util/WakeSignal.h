@@ -6,31 +6,40 @@
 #pragma once
 
 #include <atomic>
-#include <condition_variable>
 #include <cstdint>
+
+#ifndef __linux__
+#include <condition_variable>
 #include <mutex>
+#endif
 
 namespace QVT {
 
 class WakeSignal {
  public:
-  // Notifications so far. Taken before looking at what the sleep waits for.
-  std::uint64_t Count() const { return count.load(); }
+  // A count of notifications; it wraps, and only its changing matters.
+  using Ticket = std::uint32_t;
 
-  // Wakes every sleeper. Cheap without sleepers (two atomics); with them the
-  // lock is taken only for as long as a sleeper holds it, which is never
-  // longer than its check of the count.
+  // Notifications so far. Taken before looking at what the sleep waits for.
+  Ticket Count() const { return count.load(); }
+
+  // Wakes every sleeper. Cheap without sleepers (two atomics).
   void Notify();
 
   // Sleeps until Count() differs from seen, at most `seconds` (no limit when
   // infinite). True when woken by a notification.
-  bool SleepUnless(std::uint64_t seen, double seconds);
+  bool SleepUnless(Ticket seen, double seconds);
 
  private:
-  std::atomic<std::uint64_t> count{0};
+  // On Linux the sleepers wait on the count itself (a futex): a wake-up is
+  // one system call each side, where a condition variable's mutex costs a
+  // third whenever a sleeper wakes.
+  std::atomic<Ticket> count{0};
   std::atomic<unsigned> sleepers{0};
+#ifndef __linux__
   std::mutex lock;
   std::condition_variable woken;
+#endif
 };
 
 }  // namespace QVT
