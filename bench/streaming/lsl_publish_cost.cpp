@@ -16,8 +16,8 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -30,17 +30,19 @@ extern char** environ;
 
 namespace {
 
-// User and system CPU seconds of a process, from /proc.
+// CPU seconds a process's threads have run, from the scheduler's own
+// accounting in /proc (nanoseconds). The user and system times beside it
+// are sampled at the timer tick, which for a program that runs in bursts of
+// a few microseconds a hundred times a second errs by a fifth over 20 s.
 double CpuSecondsOf(pid_t pid) {
-  std::ifstream stat("/proc/" + std::to_string(pid) + "/stat");
-  std::string text((std::istreambuf_iterator<char>(stat)), std::istreambuf_iterator<char>());
-  std::istringstream fields(text.substr(text.rfind(')') + 2));
-  std::string field;
-  double ticks = 0.0;
-  // After the name: state is field 3; utime and stime are fields 14 and 15.
-  for (int index = 3; fields >> field && index <= 15; ++index)
-    if (index >= 14) ticks += std::atof(field.c_str());
-  return ticks / static_cast<double>(sysconf(_SC_CLK_TCK));
+  const std::string tasks = "/proc/" + std::to_string(pid) + "/task";
+  double seconds = 0.0;
+  for (const auto& task : std::filesystem::directory_iterator(tasks)) {
+    std::ifstream schedstat(task.path() / "schedstat");
+    double nanoseconds = 0.0;
+    if (schedstat >> nanoseconds) seconds += nanoseconds * 1e-9;
+  }
+  return seconds;
 }
 
 }  // namespace
