@@ -34,7 +34,9 @@ std::string EndpointText(const asio::ip::address& address, std::uint16_t port) {
 }  // namespace
 
 Outlet::Outlet(const StreamInfo& info, const OutletConfig& config)
-    : state(std::make_unique<ServiceState>(info, config)), work(asio::make_work_guard(io)) {
+    : state(std::make_unique<ServiceState>(info, config)),
+      channels(static_cast<std::size_t>(info.ChannelCount())),
+      work(asio::make_work_guard(io)) {
   asio::error_code error;
   const auto listen = asio::ip::make_address(config.listenAddress, error);
   if (error) throw std::runtime_error("not an IP address to listen on: " + config.listenAddress);
@@ -80,7 +82,6 @@ Outlet::~Outlet() {
 const StreamInfo& Outlet::Info() const { return state->info; }
 
 void Outlet::PushNumeric(ChannelFormat format, std::span<const std::byte> values, std::span<const double> stamps) {
-  const auto channels = static_cast<std::size_t>(state->info.ChannelCount());
   const auto sampleBytes = channels * ValueSize(format);
   if (format != state->info.Format())
     throw std::invalid_argument("pushing " + std::string(FormatName(format)) + " samples to a " +
@@ -90,6 +91,7 @@ void Outlet::PushNumeric(ChannelFormat format, std::span<const std::byte> values
                                 std::to_string(stamps.size() * channels) + " values");
   const bool flush = IsFloatingPoint(format) && state->consumers.AnySuppressSubnormals();
   std::vector<SharedBytes> samples, flushed;
+  samples.reserve(stamps.size());
   for (std::size_t i = 0; i < stamps.size(); ++i) {
     const auto sample = values.subspan(i * sampleBytes, sampleBytes);
     auto bytes = std::make_shared<std::string>();

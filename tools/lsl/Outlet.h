@@ -1,7 +1,8 @@
 // A stream offered on the network: found by resolvers (multicast, broadcast
 // and unicast queries), described on request, and fed to any number of
 // inlets at once, each through a bounded queue of its own. Pushing never
-// waits for the network; a network thread of its own does the rest.
+// waits for the network: it sends what a consumer's socket takes at once,
+// and a network thread of its own does the rest.
 #pragma once
 
 #include <cstdint>
@@ -57,6 +58,7 @@ class Outlet {
   void PushNumeric(ChannelFormat format, std::span<const std::byte> values, std::span<const double> stamps);
 
   std::unique_ptr<ServiceState> state;
+  const std::size_t channels;  // of every sample, known without a look into the description
   asio::io_context io;
   asio::executor_work_guard<asio::io_context::executor_type> work;
   std::vector<std::unique_ptr<ServiceListener>> listeners;

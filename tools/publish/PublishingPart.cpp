@@ -1,6 +1,7 @@
 #include "PublishingPart.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 
 #include "EegStreams.h"
@@ -62,9 +63,17 @@ void PublishingPart::EventFound(const Session::Event& event) {
 void PublishingPart::Report(Tools::Progress& progress) {
   const std::size_t consumers = eeg->Consumers();
   mostConsumers = std::max(mostConsumers, consumers);
-  char text[96];
-  std::snprintf(text, sizeof text, "  consumers %zu  drift %.1f ppm", consumers, progress.driftPpm);
-  progress.extra += text;
+  // Asked after every block, and what it says seldom changes: formatted
+  // only when it does.
+  const long long driftTenths = std::llround(progress.driftPpm * 10.0);
+  if (reportText.empty() || consumers != reportedConsumers || driftTenths != reportedDriftTenths) {
+    char text[96];
+    std::snprintf(text, sizeof text, "  consumers %zu  drift %.1f ppm", consumers, progress.driftPpm);
+    reportText = text;
+    reportedConsumers = consumers;
+    reportedDriftTenths = driftTenths;
+  }
+  progress.extra += reportText;
 }
 
 std::string PublishingPart::End(const Session::SessionEnd& end) {

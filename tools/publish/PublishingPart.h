@@ -45,6 +45,9 @@ class PublishingPart : public Session::Part {
   std::uint64_t samples = 0;
   std::uint64_t marked = 0;
   std::size_t mostConsumers = 0;
+  std::string reportText;  // the status line's part, as last formatted
+  std::size_t reportedConsumers = 0;
+  long long reportedDriftTenths = 0;
 };
 
 }  // namespace QVT::Publish
