@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 
+#include "ProgramErrors.h"
 #include "Diagnosis.h"
 #include "DoctorOptions.h"
 #include "HeadsetSearch.h"
@@ -91,11 +92,7 @@ int main(int argc, char** argv) {
                                                   QVT_GetAPIVersion() + ")"));
   QVT::Doctor::DeclareDoctorOptions(line, options);
   if (const std::optional<int> status = line.ParseOrExit(argc, argv)) return *status;
-  try {
+  return RunReportingErrors("qvt-doctor", [&] {
     return Run(options);
-  } catch (const std::exception& error) {
-    std::fflush(stdout);
-    std::fprintf(stderr, "qvt-doctor: %s\n", error.what());
-    return kRuntimeFailure;
-  }
+  });
 }

@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 
+#include "ProgramErrors.h"
 #include "Abandoned.h"
 #include "Acquisition.h"
 #include "HeadsetReport.h"
@@ -63,7 +64,7 @@ int main(int argc, char** argv) {
                                       QVT_GetAPIVersion() + ")"));
   DeclareMonitorOptions(line, options);
   if (const std::optional<int> status = line.ParseOrExit(argc, argv)) return *status;
-  try {
+  return RunReportingErrors("qvt-monitor", [&] {
     const ListenAddress address = ParseListen(options.listen);
     if (!IsLoopback(address.host))
       std::fprintf(stderr,
@@ -109,13 +110,6 @@ int main(int argc, char** argv) {
     std::fflush(stdout);
     const int status = acquisition.Run();
     server.Stop();
-    return ExitStatus(status);
-  } catch (const UsageError& error) {
-    std::fprintf(stderr, "qvt-monitor: %s (see --help)\n", error.what());
-    return kUsageFailure;
-  } catch (const std::exception& error) {
-    std::fflush(stdout);
-    std::fprintf(stderr, "qvt-monitor: %s\n", error.what());
-    return ExitStatus(kRuntimeFailure);
-  }
+    return status;
+  });
 }

@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 
+#include "ProgramErrors.h"
 #include "Abandoned.h"
 #include "Acquisition.h"
 #include "HeadsetReport.h"
@@ -25,7 +26,7 @@ int main(int argc, char** argv) {
       LslProgramText(std::string("qvt-lsl ") + QVT_LSL_VERSION + " (library " + QVT_GetAPIVersion() + ")"));
   DeclareLslOptions(line, options);
   if (const std::optional<int> status = line.ParseOrExit(argc, argv)) return *status;
-  try {
+  return RunReportingErrors("qvt-lsl", [&] {
     const std::string port = ResolvePort(options.port);
     if (port.empty()) throw UsageError("no headset port: give --port or set QVTSerialPort");
     InstallInterruptHandler();
@@ -46,13 +47,6 @@ int main(int argc, char** argv) {
     acquisition.Add(publishing);
     // After the parts, so they stop before what they deliver to.
     const QVT::Markers::MarkerSources markers(options.markers, acquisition.MarkerInbox());
-    return ExitStatus(acquisition.Run());
-  } catch (const UsageError& error) {
-    std::fprintf(stderr, "qvt-lsl: %s (see --help)\n", error.what());
-    return kUsageFailure;
-  } catch (const std::exception& error) {
-    std::fflush(stdout);
-    std::fprintf(stderr, "qvt-lsl: %s\n", error.what());
-    return ExitStatus(kRuntimeFailure);
-  }
+    return acquisition.Run();
+  });
 }

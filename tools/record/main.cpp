@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 
+#include "ProgramErrors.h"
 #include "Abandoned.h"
 #include "Acquisition.h"
 #include "BdfFile.h"
@@ -51,7 +52,7 @@ int main(int argc, char** argv) {
                                      QVT_GetAPIVersion() + ")"));
   DeclareRecordOptions(line, options);
   if (const std::optional<int> status = line.ParseOrExit(argc, argv)) return *status;
-  try {
+  return RunReportingErrors("qvt-record", [&] {
     if (!options.repair.empty()) {
       const RepairOutcome outcome = RepairRecording(options.repair);
       std::printf("%s", outcome.report.c_str());
@@ -86,13 +87,6 @@ int main(int argc, char** argv) {
 #else
     if (options.markers.Any()) throw UsageError("--markers-from, --marker-port: this qvt-record was built without the Lab Streaming Layer");
 #endif
-    return ExitStatus(acquisition.Run());
-  } catch (const UsageError& error) {
-    std::fprintf(stderr, "qvt-record: %s (see --help)\n", error.what());
-    return kUsageFailure;
-  } catch (const std::exception& error) {
-    std::fflush(stdout);
-    std::fprintf(stderr, "qvt-record: %s\n", error.what());
-    return ExitStatus(kRuntimeFailure);
-  }
+    return acquisition.Run();
+  });
 }

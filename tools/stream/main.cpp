@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "ProgramErrors.h"
 #include "Abandoned.h"
 #include "BatchLoop.h"
 #include "HeadsetReport.h"
@@ -143,15 +144,8 @@ int main(int argc, char** argv) {
                                      QVT_GetAPIVersion() + ")"));
   DeclareStreamOptions(line, options);
   if (const std::optional<int> status = line.ParseOrExit(argc, argv)) return *status;
-  try {
+  return RunReportingErrors("qvt-stream", [&] {
     InstallInterruptHandler();
-    return ExitStatus(Run(options));
-  } catch (const UsageError& error) {
-    std::fprintf(stderr, "qvt-stream: %s (see --help)\n", error.what());
-    return kUsageFailure;
-  } catch (const std::exception& error) {
-    std::fflush(stdout);
-    std::fprintf(stderr, "qvt-stream: %s\n", error.what());
-    return ExitStatus(kRuntimeFailure);
-  }
+    return Run(options);
+  });
 }
