@@ -32,8 +32,8 @@ namespace {
 
 // CPU seconds a process's threads have run, from the scheduler's own
 // accounting in /proc (nanoseconds). The user and system times beside it
-// are sampled at the timer tick, which for a program that runs in bursts of
-// a few microseconds a hundred times a second errs by a fifth over 20 s.
+// are sampled at the timer tick, coarse for a program that runs in bursts
+// of microseconds.
 double CpuSecondsOf(pid_t pid) {
   const std::string tasks = "/proc/" + std::to_string(pid) + "/task";
   double seconds = 0.0;
