@@ -22,7 +22,8 @@ constexpr double kLongestTimedSleep = 1e6;
 
 #ifdef __linux__
 
-static_assert(sizeof(std::atomic<WakeSignal::Ticket>) == sizeof(int) && std::atomic<WakeSignal::Ticket>::is_always_lock_free,
+static_assert(sizeof(std::atomic<WakeSignal::Ticket>) == sizeof(int) &&
+                  std::atomic<WakeSignal::Ticket>::is_always_lock_free,
               "the count is the futex word");
 
 void WakeSignal::Notify() {
@@ -39,13 +40,15 @@ bool WakeSignal::SleepUnless(Ticket seen, double seconds) {
   using Clock = std::chrono::steady_clock;
   const bool limited = seconds < kLongestTimedSleep;
   const Clock::time_point deadline =
-      Clock::now() + std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(limited ? seconds : 0.0));
+      Clock::now() +
+      std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(limited ? seconds : 0.0));
   sleepers.fetch_add(1);
   bool notified = count.load() != seen;
   while (!notified) {
     timespec left{};
     if (limited) {
-      const auto remaining = std::chrono::duration_cast<std::chrono::nanoseconds>(deadline - Clock::now()).count();
+      const auto remaining =
+          std::chrono::duration_cast<std::chrono::nanoseconds>(deadline - Clock::now()).count();
       if (remaining <= 0) break;
       left.tv_sec = static_cast<std::time_t>(remaining / 1000000000);
       left.tv_nsec = static_cast<long>(remaining % 1000000000);

@@ -4,10 +4,10 @@
 #include <optional>
 #include <string>
 
-#include "ProgramErrors.h"
 #include "Diagnosis.h"
 #include "DoctorOptions.h"
 #include "HeadsetSearch.h"
+#include "ProgramErrors.h"
 #include "qvt/qvt.h"
 
 namespace {

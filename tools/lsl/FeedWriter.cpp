@@ -19,7 +19,8 @@ bool FeedWriter::SendFromPusher() {
     for (const auto& sample : taken) unsent += *sample;
     std::size_t sent = 0;
     while (sent < unsent.size()) {
-      const ssize_t written = ::send(socket, unsent.data() + sent, unsent.size() - sent, MSG_DONTWAIT | MSG_NOSIGNAL);
+      const ssize_t written =
+          ::send(socket, unsent.data() + sent, unsent.size() - sent, MSG_DONTWAIT | MSG_NOSIGNAL);
       if (written > 0)
         sent += static_cast<std::size_t>(written);
       else if (written < 0 && errno == EINTR)

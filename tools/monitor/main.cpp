@@ -8,8 +8,6 @@
 #include <optional>
 #include <string>
 
-#include "ProgramErrors.h"
-#include "Abandoned.h"
 #include "Acquisition.h"
 #include "HeadsetReport.h"
 #include "ImpedanceCheck.h"
@@ -19,6 +17,7 @@
 #include "MonitorOptions.h"
 #include "MonitorPart.h"
 #include "PageControls.h"
+#include "ProgramErrors.h"
 #include "RecordingSwitch.h"
 #include "RequestGuard.h"
 #include "WebServer.h"

@@ -6,13 +6,12 @@
 #include <optional>
 #include <string>
 
-#include "ProgramErrors.h"
-#include "Abandoned.h"
 #include "Acquisition.h"
 #include "HeadsetReport.h"
 #include "Interrupt.h"
 #include "LslOptions.h"
 #include "MarkerSources.h"
+#include "ProgramErrors.h"
 #include "PublishingPart.h"
 #include "qvt/qvt.h"
 

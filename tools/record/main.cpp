@@ -7,8 +7,6 @@
 #include <optional>
 #include <string>
 
-#include "ProgramErrors.h"
-#include "Abandoned.h"
 #include "Acquisition.h"
 #include "BdfFile.h"
 #include "BdfRepair.h"
@@ -16,6 +14,7 @@
 #include "HeadsetReport.h"
 #include "Interrupt.h"
 #include "OutputFile.h"
+#include "ProgramErrors.h"
 #include "RecordOptions.h"
 #include "RecordingPart.h"
 #include "qvt/qvt.h"

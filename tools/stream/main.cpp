@@ -10,13 +10,13 @@
 #include <string>
 #include <vector>
 
-#include "ProgramErrors.h"
 #include "Abandoned.h"
 #include "BatchLoop.h"
 #include "HeadsetReport.h"
 #include "Interrupt.h"
 #include "LibraryCalls.h"
 #include "Options.h"
+#include "ProgramErrors.h"
 #include "SampleTimeline.h"
 #include "StandardOutput.h"
 #include "Tables.h"
