@@ -9,6 +9,8 @@
 #include <sstream>
 #include <stdexcept>
 
+#include "AcceptedConnections.h"
+
 namespace QVT::Monitor {
 
 namespace {
@@ -69,6 +71,9 @@ WebServer::~WebServer() { Stop(); }
 void WebServer::Stop() {
   if (!thread.joinable()) return;
   server->stop();
+  // A stalled page would hold its thread, and so this join, for up to the
+  // write time-out; idle kept-alive connections for their read time-out.
+  ShutDownAcceptedConnections(port);
   thread.join();
 }
 

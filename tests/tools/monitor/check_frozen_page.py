@@ -7,7 +7,8 @@ usage: check_frozen_page.py EMULATOR MONITOR  (run by in_private_network.sh)
 Checks: while one client reads nothing, another keeps getting current signal
 ten times a second; the recording goes on; qvt-monitor's memory stops growing
 once the stalled page's queue is full; it counts and logs that page's dropped
-messages; and that page, reading again, soon has current data.
+messages; that page, reading again, soon has current data; and stopping
+the monitor does not wait for a page frozen again.
 """
 import http.client
 import json
@@ -27,6 +28,10 @@ from monitor_harness import Monitor, check, wait_for
 # which the server lets a silent page go.
 FREEZE_SECONDS = 16
 SHRUNK = "4096 4096 16384"
+# Enough for the stalled socket to fill; the stop that follows must take
+# far less than the 20 s a blocked write may wait.
+REFREEZE_SECONDS = 5
+STOP_SECONDS = 8
 BINS_PER_SECOND = 100
 
 
@@ -95,9 +100,17 @@ def test(emulator, program):
         frozen.reading.set()
         thawed = time.monotonic()
         time.sleep(3)
+        # Frozen again until its socket takes nothing: stopping must not
+        # wait for the page to read or time out.
+        frozen.reading.clear()
+        time.sleep(REFREEZE_SECONDS)
+        stopping = time.monotonic()
     finally:
         output = monitor.stop()
+    stopped = time.monotonic() - stopping
     check(monitor.process.returncode == 0, f"qvt-monitor ended with {monitor.process.returncode}:\n{output}")
+    print(f"qvt-monitor stopped {stopped:.1f} s after Ctrl-C with a page frozen")
+    check(stopped < STOP_SECONDS, "a frozen page does not hold up stopping")
 
     # By bin, the page's time axis: samples the link lost on a busy machine
     # move it on as well.
