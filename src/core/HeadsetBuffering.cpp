@@ -22,6 +22,22 @@ constexpr double kReleaseMargin = 0.002;
 constexpr double kReadMargin = 0.067;
 constexpr double kPollInterval = 0.001;
 constexpr double kSettleDelay = 0.003;
+// How long a wait for the batch lock sleeps at most between looks; letting
+// the lock go wakes it at once.
+constexpr double kBatchTurnCheck = 0.1;
+
+// Wakes the waits once a wait for a batch is over, so that another
+// thread's wait for the batch lock takes its turn at once.
+class NotifyWhenOver {
+ public:
+  explicit NotifyWhenOver(WakeSignal& waits) : signal(waits) {}
+  ~NotifyWhenOver() { signal.Notify(); }
+  NotifyWhenOver(const NotifyWhenOver&) = delete;
+  NotifyWhenOver& operator=(const NotifyWhenOver&) = delete;
+
+ private:
+  WakeSignal& signal;
+};
 
 template <class F>
 void ForEachDeliveryChannel(const Headset& headset, F&& f) {
@@ -139,12 +155,16 @@ double Headset::WaitForBatch() {
 Headset::WaitOutcome Headset::WaitForBatch(const WaitLimit& limit, double& timestamp) {
   RefuseInsideLinkWork("wait for a batch");
   // Another thread's wait for a batch is waited out, as boundedly as the
-  // batch itself.
+  // batch itself. Declared first, the notification comes once the lock is
+  // let go.
+  const NotifyWhenOver over(waitSignal);
   std::unique_lock<OwnedMutex> controller(batchLock, std::defer_lock);
   WaitOutcome why = WaitOutcome::Ready;
-  while (!controller.try_lock()) {
+  for (;;) {
+    const WakeSignal::Ticket seen = waitSignal.Count();
+    if (controller.try_lock()) break;
     if (WaitEnded(limit, why)) return why;
-    PauseWithin(limit, kPollInterval);
+    AwaitNews(limit, seen, kBatchTurnCheck);
   }
 
   const double fs = samplingRate;
