@@ -5,6 +5,7 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <string>
 #include <system_error>
 
 namespace QVT::Monitor {
@@ -35,10 +36,13 @@ bool IsAcceptedOn(int fd, int port) {
 int ShutDownAcceptedConnections(int port) {
   int count = 0;
   std::error_code error;
-  for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd", error)) {
+  // Descriptors come and go meanwhile: nothing here may throw.
+  for (std::filesystem::directory_iterator entry("/proc/self/fd", error), last; !error && entry != last;
+       entry.increment(error)) {
+    const std::string name = entry->path().filename().string();
     char* end = nullptr;
-    const long fd = std::strtol(entry.path().filename().c_str(), &end, 10);
-    if (*end != '\0' || !IsAcceptedOn(static_cast<int>(fd), port)) continue;
+    const long fd = std::strtol(name.c_str(), &end, 10);
+    if (end == name.c_str() || *end != '\0' || !IsAcceptedOn(static_cast<int>(fd), port)) continue;
     if (shutdown(static_cast<int>(fd), SHUT_RDWR) == 0) ++count;
   }
   return count;
